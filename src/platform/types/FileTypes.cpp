@@ -1,0 +1,71 @@
+#include "platform/types/FileTypes.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <array>
+
+namespace velk::types {
+
+namespace {
+
+using Extension = std::string_view;
+
+constexpr Extension kBmp[] = {"bmp", "dib"};
+constexpr Extension kGif[] = {"gif"};
+constexpr Extension kJpeg[] = {"jpeg", "jpg", "jpe", "jfif"};
+constexpr Extension kJpeg2000[] = {"jp2", "j2k", "jpf", "jpx", "j2c"};
+constexpr Extension kPbm[] = {"pbm", "pgm", "ppm", "pnm", "pam"};
+constexpr Extension kPng[] = {"png"};
+constexpr Extension kPsd[] = {"psd"};
+constexpr Extension kSgi[] = {"sgi", "rgb", "rgba", "bw"};
+constexpr Extension kTga[] = {"tga"};
+constexpr Extension kTiff[] = {"tiff", "tif"};
+constexpr Extension kWebp[] = {"webp"};
+
+constexpr FileType kFileTypes[] = {
+    {"com.adobe.photoshop-image", kPsd},
+    {"com.compuserve.gif", kGif},
+    {"com.microsoft.bmp", kBmp},
+    {"com.sgi.sgi-image", kSgi},
+    {"com.truevision.tga-image", kTga},
+    {"org.webmproject.webp", kWebp},
+    {"public.jpeg", kJpeg},
+    {"public.jpeg-2000", kJpeg2000},
+    {"public.pbm", kPbm},
+    {"public.png", kPng},
+    {"public.tiff", kTiff},
+};
+
+bool equalIgnoringCase(std::string_view a, std::string_view b)
+{
+    return a.size() == b.size() && ::strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
+} // namespace
+
+std::span<FileType const> fileTypes()
+{
+    return kFileTypes;
+}
+
+FileType const* fileTypeWithIdentifier(std::string_view identifier)
+{
+    auto const found = std::ranges::find(kFileTypes, identifier, &FileType::identifier);
+    return found == std::end(kFileTypes) ? nullptr : found;
+}
+
+FileType const* fileTypeWithExtension(std::string_view extension)
+{
+    auto const found =
+        std::ranges::find_if(kFileTypes, [&](auto& type) { return hasExtension(type, extension); });
+    return found == std::end(kFileTypes) ? nullptr : found;
+}
+
+bool hasExtension(FileType const& type, std::string_view extension)
+{
+    return std::ranges::any_of(
+        type.extensions, [&](auto known) { return equalIgnoringCase(known, extension); });
+}
+
+} // namespace velk::types

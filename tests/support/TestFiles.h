@@ -1,0 +1,42 @@
+#pragma once
+
+#include "base/Bytes.h"
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace velk::test {
+
+/// A directory of its own that goes with the test.
+class TemporaryDirectory {
+public:
+    TemporaryDirectory();
+    TemporaryDirectory(TemporaryDirectory const&) = delete;
+    ~TemporaryDirectory();
+
+    std::string path() const { return m_path.string(); }
+    std::string operator/(std::string const& name) const { return (m_path / name).string(); }
+    /// Names of everything in it, sorted.
+    std::vector<std::string> names() const;
+
+private:
+    std::filesystem::path m_path;
+};
+
+Bytes readBytes(std::string const& path);
+void writeBytes(std::string const& path, ByteSpan bytes);
+/// A file in tests/data.
+std::string dataFile(std::string const& name);
+
+/// What a run of the velk binary did.
+struct RunResult {
+    int status = -1; ///< exit status; 128 + n when signal n ended it
+    std::string output;
+    std::string errors;
+};
+
+/// Runs velk with these arguments, without a shell.
+RunResult runVelk(std::vector<std::string> const& arguments, std::string const& directory = ".");
+
+} // namespace velk::test
