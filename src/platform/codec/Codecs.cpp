@@ -10,7 +10,7 @@ namespace velk::codec {
 namespace {
 
 // Strong signatures first; TGA has none and comes last.
-constexpr std::array kCodecs = {&kJpegCodec, &kPngCodec};
+constexpr std::array kCodecs = {&kJpegCodec, &kPngCodec, &kWebpCodec, &kGifCodec};
 
 constexpr std::size_t kHeadSize = 512;
 
