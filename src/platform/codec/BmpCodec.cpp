@@ -38,7 +38,7 @@ bool matches(ByteSpan head, InputFile const&)
 RowDecoder decodeIndices(BmpHeader const& header, bool packed)
 {
     return [width = static_cast<std::size_t>(header.size.width), bits = packed ? header.bitsPerPixel : 8,
-               colors = header.palette.entries.size()](std::span<Bytes const> planes, std::uint8_t* row) {
+               colors = header.palette.entries.size()](std::span<Bytes> planes, std::uint8_t* row) {
         unpackSamples(planes[0].data(), bits, width, row);
         std::replace_if(
             row, row + width, [&](std::uint8_t index) { return index >= colors; }, std::uint8_t {0});
@@ -47,7 +47,7 @@ RowDecoder decodeIndices(BmpHeader const& header, bool packed)
 
 RowDecoder decodeBgr(std::size_t width, std::size_t storedPixelBytes)
 {
-    return [=](std::span<Bytes const> planes, std::uint8_t* row) {
+    return [=](std::span<Bytes> planes, std::uint8_t* row) {
         auto const* from = planes[0].data();
         for (std::size_t x = 0; x < width; ++x, from += storedPixelBytes, row += 3) {
             row[0] = from[2];
@@ -92,7 +92,7 @@ template <typename Component> RowDecoder decodeFields(BmpHeader const& header, s
     for (std::size_t i = 0; i < channels; ++i)
         scales.emplace_back(header.fields[i], std::numeric_limits<Component>::max());
     return [scales = std::move(scales), width = header.size.width, bytes = header.bitsPerPixel / 8](
-               std::span<Bytes const> planes, std::uint8_t* row) {
+               std::span<Bytes> planes, std::uint8_t* row) {
         auto const* from = planes[0].data();
         for (std::int32_t x = 0; x < width; ++x, from += bytes) {
             std::uint32_t const pixel = bytes == 2 ? loadLE16(from) : loadLE32(from);

@@ -10,7 +10,7 @@ namespace velk::codec {
 namespace {
 
 // Strong signatures first; TGA has none and comes last.
-constexpr std::array kCodecs = {&kBmpCodec, &kPnmCodec, &kSgiCodec, &kTgaCodec};
+constexpr std::array kCodecs = {&kBmpCodec, &kPnmCodec, &kPsdCodec, &kSgiCodec, &kTgaCodec};
 
 constexpr std::size_t kHeadSize = 512;
 

@@ -130,7 +130,7 @@ private:
 
 RowDecoder decodePackedBits(std::size_t width)
 {
-    return [width](std::span<Bytes const> planes, std::uint8_t* row) {
+    return [width](std::span<Bytes> planes, std::uint8_t* row) {
         unpackSamples(planes[0].data(), 1, width, row);
         expandToFullRange(row, 1, width);
         invertComponents(row, width, 1);
@@ -139,7 +139,7 @@ RowDecoder decodePackedBits(std::size_t width)
 
 RowDecoder decodeFloats(std::size_t count, ByteOrder order)
 {
-    return [=](std::span<Bytes const> planes, std::uint8_t* row) {
+    return [=](std::span<Bytes> planes, std::uint8_t* row) {
         for (std::size_t i = 0; i < count; ++i) {
             auto const bits = loadInteger<std::uint32_t>(planes[0].data() + 4 * i, order);
             std::memcpy(row + 4 * i, &bits, 4);
@@ -153,7 +153,7 @@ RowDecoder decodeSamples(PnmHeader const& header, std::size_t channels)
     auto const stored = static_cast<std::size_t>(header.storedChannels);
     auto const bytes = header.sampleBytes();
     SampleScale const scale(header, header.coding == PnmCoding::TextBits);
-    return [=](std::span<Bytes const> planes, std::uint8_t* row) {
+    return [=](std::span<Bytes> planes, std::uint8_t* row) {
         auto const convert = [&](std::uint8_t const* from, std::size_t count, std::uint8_t* to) {
             if (bytes == 1)
                 scale.convert8(from, count, to);

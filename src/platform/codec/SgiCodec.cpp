@@ -180,7 +180,7 @@ private:
         auto const bytes = m_header.componentBytes;
         auto const width = static_cast<std::size_t>(m_header.size.width);
         StoredImage stored {.rowBytes = static_cast<std::size_t>(m_header.rowBytes())};
-        stored.decode = [bytes, width](std::span<Bytes const> planes, std::uint8_t* row) {
+        stored.decode = [bytes, width](std::span<Bytes> planes, std::uint8_t* row) {
             for (std::size_t i = 0; i < planes.size(); ++i)
                 copySpaced(planes[i].data(), row + i * bytes, width, bytes, {.to = planes.size()});
             if (bytes > 1)

@@ -65,8 +65,8 @@ private:
     std::int32_t m_bandRows;
 };
 
-/// Turns the stored rows of all planes into one row of the image.
-using RowDecoder = std::function<void(std::span<Bytes const> planes, std::uint8_t* row)>;
+/// Turns the stored rows of all planes, which it may overwrite, into one row of the image.
+using RowDecoder = std::function<void(std::span<Bytes> planes, std::uint8_t* row)>;
 
 /// What a raw format's file holds for one pass over its pixels.
 struct StoredImage {

@@ -171,24 +171,24 @@ private:
         auto const stored = m_header.pixelBytes();
         auto const channels = static_cast<std::size_t>(format().channels());
         if (isIndexed())
-            return [width, colors = m_colors.size()](std::span<Bytes const> planes, std::uint8_t* row) {
+            return [width, colors = m_colors.size()](std::span<Bytes> planes, std::uint8_t* row) {
                 std::ranges::transform(std::span(planes[0]).first(width), row,
                     [&](std::uint8_t index) { return index < colors ? index : std::uint8_t {0}; });
             };
         if (m_header.kind == TgaKind::Gray)
-            return [=](std::span<Bytes const> planes, std::uint8_t* row) {
+            return [=](std::span<Bytes> planes, std::uint8_t* row) {
                 for (std::size_t x = 0; x < width; ++x)
                     std::memcpy(row + x * channels, planes[0].data() + x * stored, channels);
             };
         if (isMapped())
-            return [=, this](std::span<Bytes const> planes, std::uint8_t* row) {
+            return [=, this](std::span<Bytes> planes, std::uint8_t* row) {
                 for (std::size_t x = 0; x < width; ++x) {
                     std::size_t const index = loadLE16(planes[0].data() + x * stored);
                     std::memcpy(
                         row + x * channels, m_colors[index < m_colors.size() ? index : 0].data(), channels);
                 }
             };
-        return [=](std::span<Bytes const> planes, std::uint8_t* row) {
+        return [=](std::span<Bytes> planes, std::uint8_t* row) {
             auto const* from = planes[0].data();
             for (std::size_t x = 0; x < width; ++x, from += stored, row += channels) {
                 auto const color = loadColor(from, stored);
@@ -203,7 +203,7 @@ private:
         if (!m_header.rightToLeft)
             return decode;
         return [decode = std::move(decode), width = static_cast<std::size_t>(m_header.size.width),
-                   pixelBytes = format().bytesPerPixel()](std::span<Bytes const> planes, std::uint8_t* row) {
+                   pixelBytes = format().bytesPerPixel()](std::span<Bytes> planes, std::uint8_t* row) {
             decode(planes, row);
             mirrorRow(row, width, pixelBytes);
         };
