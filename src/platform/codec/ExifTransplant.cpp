@@ -45,7 +45,6 @@ constexpr TagRange kStructuralTags[] = {
     {0x8825, 0x8825}, // GPS pointer
     {0x9216, 0x9217}, // TIFF/EP standard, sensing method
     {0x935C, 0x935C}, // Photoshop layers
-    {0xC4A5, 0xC4A5}, // PrintIM
     {0xC612, 0xC7FF}, // DNG
     {0xCD2D, 0xCD4B}, // DNG 1.6 and later
 };

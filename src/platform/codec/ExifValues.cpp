@@ -1,6 +1,6 @@
 #include "platform/codec/ExifValues.h"
 
-#include "platform/codec/MetadataText.h"
+#include "base/TextEncoding.h"
 
 #include <fmt/format.h>
 

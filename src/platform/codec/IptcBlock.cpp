@@ -1,6 +1,6 @@
 #include "platform/codec/IptcBlock.h"
 
-#include "platform/codec/MetadataText.h"
+#include "base/TextEncoding.h"
 
 #include <algorithm>
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace velk::codec {
+namespace velk {
 
 bool isAscii(std::string_view text);
 /// Whether the text is well-formed UTF-8 (no surrogates, no overlong forms).
@@ -20,4 +20,4 @@ void appendUtf8(std::string& text, char32_t character);
 /// Cuts blanks, line ends and zeros off the end.
 void trimEnd(std::string& text);
 
-} // namespace velk::codec
+} // namespace velk

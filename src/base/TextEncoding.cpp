@@ -1,9 +1,9 @@
-#include "platform/codec/MetadataText.h"
+#include "base/TextEncoding.h"
 
 #include <algorithm>
 #include <optional>
 
-namespace velk::codec {
+namespace velk {
 
 namespace {
 
@@ -128,4 +128,4 @@ void trimEnd(std::string& text)
     text.resize(last == std::string::npos ? 0 : last + 1);
 }
 
-} // namespace velk::codec
+} // namespace velk
