@@ -89,8 +89,14 @@ Result<Plan> makePlan(ColoredPixels const& source, ConversionTarget const& targe
 // The background as one opaque pixel of the target's model, in `type` components.
 Result<Bytes> backgroundPixel(ConversionTarget const& target, ComponentType type)
 {
+    // White is bare paper: that needs no separation.
+    bool const isWhite = std::all_of(
+        std::begin(target.background), std::end(target.background), [](float part) { return part == 1; });
+    PixelFormat const opaque {type, target.format.model, Alpha::None};
+    if (isWhite && target.format.model == ColorModel::CMYK)
+        return Bytes(opaque.bytesPerPixel());
     // An RGB target takes the numbers as its own.
-    ConversionTarget pixelTarget {{type, target.format.model, Alpha::None}, target.space, target.intent};
+    ConversionTarget pixelTarget {opaque, target.space, target.intent};
     if (target.format.model == ColorModel::RGB)
         pixelTarget.space = ColorSpace::device(ColorModel::RGB);
     ColoredPixels const source {{ComponentType::Float32, ColorModel::RGB, Alpha::None}};

@@ -1,14 +1,19 @@
 #include "platform/color/ProfileTransform.h"
 
 #include "CmykProfileData.h"
+#include "platform/color/CmykSeparation.h"
 #include "platform/color/IccProfile.h"
 #include "platform/color/MatrixShaper.h"
 
 #include <lcms2.h>
 
+#include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace velk::color {
 
@@ -225,6 +230,104 @@ void scaleInk(float* pixels, std::size_t count, PixelFormat format, float factor
     }
 }
 
+struct FreePipeline {
+    void operator()(cmsPipeline* pipeline) const { cmsPipelineFree(pipeline); }
+};
+using Pipeline = std::unique_ptr<cmsPipeline, FreePipeline>;
+
+struct TransformEnd {
+    cmsHPROFILE profile;
+    cmsUInt32Number format;
+};
+
+// Neighbouring pixels of a photo are seldom equal, so a cache of the last one would only cost time.
+Transform createTransform(Engine const& engine, TransformEnd from, TransformEnd to, cmsUInt32Number intent)
+{
+    return Transform(cmsCreateTransformTHR(
+        engine.context(), from.profile, from.format, to.profile, to.format, intent, cmsFLAGS_NOCACHE));
+}
+
+// The profile that stands for device CMYK says how inks look and not how to get a look, so the second is
+// worked out from the first, once in a run. 16-bit inks of a grid of sRGB values; empty when it fails.
+std::vector<std::uint16_t> computeSeparation()
+{
+    Engine const engine;
+    Profile const srgb(cmsCreate_sRGBProfileTHR(engine.context()));
+    Profile const lab(cmsCreateLab4ProfileTHR(engine.context(), nullptr));
+    auto const press = openBytes(engine, kCmykProfileData);
+    auto const toLab = createTransform(
+        engine, {srgb.get(), TYPE_RGB_FLT}, {lab.get(), TYPE_Lab_FLT}, INTENT_RELATIVE_COLORIMETRIC);
+    auto const inkToLab = createTransform(
+        engine, {press.get(), TYPE_CMYK_FLT}, {lab.get(), TYPE_Lab_FLT}, INTENT_RELATIVE_COLORIMETRIC);
+    if (!toLab || !inkToLab)
+        return {};
+
+    std::vector<std::array<float, 3>> grid;
+    constexpr auto kLast = static_cast<float>(kSeparationNodes - 1);
+    for (unsigned red = 0; red < kSeparationNodes; ++red) {
+        for (unsigned green = 0; green < kSeparationNodes; ++green) {
+            for (unsigned blue = 0; blue < kSeparationNodes; ++blue)
+                grid.push_back({static_cast<float>(red) / kLast, static_cast<float>(green) / kLast,
+                    static_cast<float>(blue) / kLast});
+        }
+    }
+    std::vector<Lab> colors(grid.size());
+    cmsDoTransform(toLab.get(), grid.data(), colors.data(), static_cast<cmsUInt32Number>(grid.size()));
+    auto const inks = separate(colors, [&](std::span<Ink const> probes) {
+        std::vector<Ink> percent(probes.begin(), probes.end());
+        for (auto& ink : percent)
+            std::for_each(ink.begin(), ink.end(), [](float& part) { part *= 100; });
+        std::vector<Lab> seen(percent.size());
+        cmsDoTransform(
+            inkToLab.get(), percent.data(), seen.data(), static_cast<cmsUInt32Number>(percent.size()));
+        return seen;
+    });
+    std::vector<std::uint16_t> table;
+    for (auto const& ink : inks) {
+        for (auto const part : ink)
+            table.push_back(static_cast<std::uint16_t>(std::lround(part * 65535)));
+    }
+    return table;
+}
+
+// A device link from sRGB to the inks of device CMYK.
+Profile createSeparationLink(Engine const& engine)
+{
+    static auto const table = computeSeparation();
+    if (table.empty())
+        return nullptr;
+    Profile link(cmsCreateProfilePlaceholder(engine.context()));
+    Pipeline const pipeline(cmsPipelineAlloc(engine.context(), 3, 4));
+    if (!link || !pipeline)
+        return nullptr;
+    cmsSetDeviceClass(link.get(), cmsSigLinkClass);
+    cmsSetColorSpace(link.get(), cmsSigRgbData);
+    cmsSetPCS(link.get(), cmsSigCmykData);
+    cmsSetProfileVersion(link.get(), 4.3);
+    bool const isComplete =
+        cmsPipelineInsertStage(pipeline.get(), cmsAT_BEGIN,
+            cmsStageAllocCLut16bit(engine.context(), kSeparationNodes, 3, 4, table.data()))
+        && cmsWriteTag(link.get(), cmsSigAToB0Tag, pipeline.get());
+    return isComplete ? std::move(link) : nullptr;
+}
+
+// To device CMYK by way of sRGB.
+Transform createSeparation(Engine const& engine, TransformEnd from, TransformEnd to, cmsUInt32Number intent)
+{
+    Profile const srgb(cmsCreate_sRGBProfileTHR(engine.context()));
+    auto const link = createSeparationLink(engine);
+    if (!srgb || !link)
+        return nullptr;
+    cmsHPROFILE chain[] = {from.profile, srgb.get(), link.get()};
+    return Transform(cmsCreateMultiprofileTransformTHR(
+        engine.context(), chain, 3, from.format, to.format, intent, cmsFLAGS_NOCACHE));
+}
+
+bool isDeviceCmyk(ColorSpace const& space)
+{
+    return space.model() == ColorModel::CMYK && !space.profile();
+}
+
 struct EngineTransform {
     std::shared_ptr<Engine> engine;
     Transform transform;
@@ -270,13 +373,14 @@ Result<RowKernel> profileTransform(ColoredPixels const& from, ColoredPixels cons
     if (auto kernel = fastKernel(source.get(), from.format, target.get(), to.format, intent))
         return withAlpha(std::move(*kernel), from.format, to.format);
 
-    // Neighbouring pixels of a photo are seldom equal, so the cache of the last one only costs time.
-    Transform transform(cmsCreateTransformTHR(engine->context(), source.get(), engineFormat(from.format),
-        target.get(), engineFormat(to.format), engineIntent(intent), cmsFLAGS_NOCACHE));
+    auto const create = isDeviceCmyk(to.space) ? createSeparation : createTransform;
+    auto transform = create(*engine, {source.get(), engineFormat(from.format)},
+        {target.get(), engineFormat(to.format)}, engineIntent(intent));
     if (!transform) {
         auto const& message = engine->message();
         return fail("cannot convert the colors: the {} does not work{}{}",
-            nameOf(from.space.profile() ? from.space : to.space), message.empty() ? "" : ": ", message);
+            nameOf(from.space.profile() && !to.space.profile() ? from.space : to.space),
+            message.empty() ? "" : ": ", message);
     }
     auto shared = std::make_shared<EngineTransform const>(engine, std::move(transform));
     return withAlpha(engineKernel(std::move(shared), from.format, to.format), from.format, to.format);

@@ -147,7 +147,8 @@ void widen(std::uint8_t const* in, std::uint16_t* out, std::size_t components)
         out[i] = static_cast<std::uint16_t>(in[i] * 257);
 }
 
-// v / 257 rounded to nearest is (v - (v >> 8) + 128) >> 8; the sum stays below 2^16.
+// v / 257 rounded to nearest is (t - (t >> 8)) >> 8 with t = v + 128; where the sum would pass 2^16, its
+// limit gives the same.
 void narrow(std::uint16_t const* in, std::uint8_t* out, std::size_t components)
 {
     U16 const wide;
@@ -155,12 +156,14 @@ void narrow(std::uint16_t const* in, std::uint8_t* out, std::size_t components)
     auto const bias = hn::Set(wide, std::uint16_t {128});
     std::size_t i = 0;
     for (; i + hn::Lanes(wide) <= components; i += hn::Lanes(wide)) {
-        auto const v = hn::LoadU(wide, in + i);
-        auto const rounded = hn::ShiftRight<8>(hn::Add(hn::Sub(v, hn::ShiftRight<8>(v)), bias));
+        auto const biased = hn::SaturatedAdd(hn::LoadU(wide, in + i), bias);
+        auto const rounded = hn::ShiftRight<8>(hn::Sub(biased, hn::ShiftRight<8>(biased)));
         hn::StoreU(hn::DemoteTo(half, hn::BitCast(hn::RebindToSigned<U16>(), rounded)), half, out + i);
     }
-    for (; i < components; ++i)
-        out[i] = static_cast<std::uint8_t>((in[i] - (in[i] >> 8) + 128) >> 8);
+    for (; i < components; ++i) {
+        auto const biased = in[i] + 128;
+        out[i] = static_cast<std::uint8_t>((biased - (biased >> 8)) >> 8);
+    }
 }
 
 template <std::size_t inChannels, std::size_t outChannels>
