@@ -1,7 +1,6 @@
 #include "base/TextEncoding.h"
 
 #include <algorithm>
-#include <optional>
 
 namespace velk {
 
@@ -9,50 +8,11 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 
-struct Decoded {
-    char32_t character;
-    std::size_t length;
-};
-
-// The character at the start of `text` (not empty), if it is well-formed (Unicode 15, table 3-7).
-std::optional<Decoded> decodeUtf8(std::string_view text)
-{
-    auto const lead = static_cast<std::uint8_t>(text[0]);
-    if (lead < 0x80)
-        return Decoded {lead, 1};
-    std::size_t const length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-    if (lead < 0xC2 || lead > 0xF4 || text.size() < length)
-        return std::nullopt;
-    char32_t character = lead & (0xFFu >> (length + 1));
-    for (std::size_t i = 1; i < length; ++i) {
-        auto const byte = static_cast<std::uint8_t>(text[i]);
-        if ((byte & 0xC0) != 0x80)
-            return std::nullopt;
-        character = character << 6 | (byte & 0x3F);
-    }
-    constexpr char32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
-    bool const isSurrogate = character >= 0xD800 && character < 0xE000;
-    if (character < kSmallest[length] || character > 0x10FFFF || isSurrogate)
-        return std::nullopt;
-    return Decoded {character, length};
-}
-
 } // namespace
 
 bool isAscii(std::string_view text)
 {
     return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<std::uint8_t>(c) < 0x80; });
-}
-
-bool isUtf8(std::string_view text)
-{
-    while (!text.empty()) {
-        auto const decoded = decodeUtf8(text);
-        if (!decoded)
-            return false;
-        text.remove_prefix(decoded->length);
-    }
-    return true;
 }
 
 std::string utf8FromUndeclared(ByteSpan bytes)
@@ -95,8 +55,9 @@ Bytes utf16FromUtf8(std::string_view text, ByteOrder order)
 {
     Bytes bytes;
     while (!text.empty()) {
-        auto const [character, length] = decodeUtf8(text).value_or(Decoded {kReplacement, 1});
-        text.remove_prefix(length);
+        auto const first = firstUtf8Character(text);
+        auto const character = first.codePoint.value_or(kReplacement);
+        text.remove_prefix(first.length);
         if (character < 0x10000) {
             append(bytes, static_cast<std::uint16_t>(character), order);
             continue;

@@ -1,14 +1,13 @@
 #pragma once
 
 #include "base/Bytes.h"
+#include "base/Utf8.h"
 
 #include <string>
 
 namespace velk {
 
 bool isAscii(std::string_view text);
-/// Whether the text is well-formed UTF-8 (no surrogates, no overlong forms).
-bool isUtf8(std::string_view text);
 /// Text of a field that declares no character code: UTF-8 if it can be that, else Latin-1.
 std::string utf8FromUndeclared(ByteSpan bytes);
 std::string utf8FromLatin1(ByteSpan bytes);

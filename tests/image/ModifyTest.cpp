@@ -31,13 +31,15 @@ std::string textProperty(std::string const& path, std::string_view dictionary, s
     return value && value->asString() ? *value->asString() : "(none)";
 }
 
-// The entropy-coded data of a JPEG: everything from its first SOS marker on.
+// The entropy-coded data of a JPEG: everything from its first scan on. Segments are skipped by their lengths, as an
+// embedded preview has scans of its own.
 Bytes scanData(Bytes const& jpeg)
 {
-    constexpr std::uint8_t kStartOfScan[] = {0xFF, 0xDA};
-    auto const start =
-        std::search(jpeg.begin(), jpeg.end(), std::begin(kStartOfScan), std::end(kStartOfScan));
-    return {start, jpeg.end()};
+    constexpr std::uint8_t kStartOfScan = 0xDA;
+    std::size_t at = 2;
+    while (at + 4 <= jpeg.size() && jpeg[at + 1] != kStartOfScan)
+        at += 2u + loadBE16(jpeg.data() + at + 2);
+    return {jpeg.begin() + static_cast<std::ptrdiff_t>(std::min(at, jpeg.size())), jpeg.end()};
 }
 
 } // namespace
@@ -165,10 +167,8 @@ TEST(Modify, FormatOptionsChooseCompressionAndQuality)
     EXPECT_EQ(sizeWith({"0", "100"}), sizeWith({"best"}));
     EXPECT_EQ(sizeWith({"low", "default"}), plain);
     EXPECT_GT(sizeWith({"50", "noChromaSubSampling"}), sizeWith({"50"}));
-    for (auto const* unknown : {"101", "-5", "abc", "packbits", "Low"}) {
-        if (unknown[0] != '-')
-            EXPECT_EQ(
-                sizeWith({unknown}, fmt::format("Warning: Unknown format option {}\n", unknown)), plain);
+    for (auto const* unknown : {"101", "abc", "packbits", "Low"}) {
+        EXPECT_EQ(sizeWith({unknown}, fmt::format("Warning: Unknown format option {}\n", unknown)), plain);
     }
 }
 

@@ -97,6 +97,6 @@ Codec const* codecForType(std::string_view typeIdentifier);
 Result<Codec const*> codecForFile(InputFile const& file);
 
 /// Opens an image file. Errors: the file cannot be read, or is not an image, or is a broken one.
-Result<std::shared_ptr<ImageSource>> openImage(std::string const& path);
+Result<std::shared_ptr<ImageSource const>> openImage(std::string const& path);
 
 } // namespace velk::codec

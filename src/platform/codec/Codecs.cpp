@@ -36,7 +36,7 @@ Result<Codec const*> codecForFile(InputFile const& file)
     return found == kCodecs.end() ? nullptr : *found;
 }
 
-Result<std::shared_ptr<ImageSource>> openImage(std::string const& path)
+Result<std::shared_ptr<ImageSource const>> openImage(std::string const& path)
 {
     auto file = TRY(InputFile::open(path));
     auto const* codec = TRY(codecForFile(file));

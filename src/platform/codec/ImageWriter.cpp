@@ -152,7 +152,8 @@ Result<void> encodePixels(
         : target.format.model == space.base().model()             ? space.base()
                                                                   : ColorSpace::device(target.format.model);
     auto const profile = contents.options.excludeProfile ? nullptr : targetSpace.profile();
-    rows = TRY(color::convertColors(std::move(rows), {.format = target.format, .space = targetSpace}));
+    if (rows->format() != target.format || rows->layout().space != targetSpace)
+        rows = TRY(color::convertColors(std::move(rows), {.format = target.format, .space = targetSpace}));
     rows = readAhead(std::move(rows));
     return codec.encode({.rows = *rows,
                             .bitsPerComponent = target.bitsPerComponent,
