@@ -62,7 +62,7 @@ void addMetadataEdits(std::vector<PngEdit>& edits, Metadata const& metadata, Png
     bool const hasLegacyExif = std::ranges::any_of(source.chunks().chunks,
         [](auto& chunk) { return chunk.role == PngRole::Exif && chunk.type != pngType::kExif; });
     if (auto const exif = metadata.exif(); hasLegacyExif || exif != source.metadata().exif()) {
-        edits.push_back({hasRole(PngRole::Exif), {}, PngPlace::BeforeData});
+        edits.push_back({hasRole(PngRole::Exif), {}, PngPlace::Anywhere});
         appendPngExif(edits.back().chunks, exif);
     }
     if (auto const xmp = metadata.xmp(); xmp != source.metadata().xmp()) {
