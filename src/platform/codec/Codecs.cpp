@@ -10,7 +10,7 @@ namespace velk::codec {
 namespace {
 
 // Strong signatures first; TGA has none and comes last.
-constexpr std::array kCodecs = {&kGifCodec, &kWebpCodec};
+constexpr std::array kCodecs = {&kGifCodec, &kWebpCodec, &kJpeg2000Codec};
 
 constexpr std::size_t kHeadSize = 512;
 
