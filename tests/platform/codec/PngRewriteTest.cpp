@@ -83,7 +83,7 @@ protected:
 
     TemporaryDirectory m_directory;
     Bytes m_original;
-    std::shared_ptr<ImageSource> m_source;
+    std::shared_ptr<ImageSource const> m_source;
 };
 
 } // namespace
