@@ -376,6 +376,9 @@ TEST(Metadata, TakesOnlyWhatDescribesAPictureFromATiffFile)
         little.setExif(metadata.exifLittleEndian());
         EXPECT_EQ(little.exif()[0], 'I');
         EXPECT_EQ(described(little), described(metadata));
+        metadata.setPreview(jpegOfSize(77));
+        little.setExif(metadata.exifLittleEndian());
+        EXPECT_EQ(little.preview(), jpegOfSize(77));
     }
 }
 
@@ -440,6 +443,12 @@ TEST(Metadata, KeepsXmpInLineWithTurnsAndSizes)
         "<d xmp:CreatorTool='tiff:Orientation' tiff:Orientation=\"1\" tiff:ImageWidth = '1234'>"
         "<exif:PixelXDimension>1234</exif:PixelXDimension><tiff:ImageLengthX>5</tiff:ImageLengthX></d>");
     EXPECT_TRUE(metadata.exif().empty());
+
+    metadata.setXmp("<d tiff:Orientation='6'/>");
+    metadata.apply({{"{TIFF}", "Artist", PropertyValue("Ann")}});
+    EXPECT_EQ(metadata.xmp(), "<d tiff:Orientation='6'/>");
+    metadata.apply({{"{TIFF}", "Orientation", PropertyValue(3)}});
+    EXPECT_EQ(metadata.xmp(), "<d tiff:Orientation='3'/>");
 }
 
 TEST(Metadata, CopiesAreIndependent)
