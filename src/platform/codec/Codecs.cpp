@@ -10,7 +10,7 @@ namespace velk::codec {
 namespace {
 
 // Strong signatures first; TGA has none and comes last.
-constexpr std::array<Codec const*, 0> kCodecs = {};
+constexpr std::array kCodecs = {&kPngCodec};
 
 constexpr std::size_t kHeadSize = 512;
 
