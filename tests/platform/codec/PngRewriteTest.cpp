@@ -97,14 +97,13 @@ TEST_F(PngRewrite, WithoutChangesEveryByteStays)
     auto same = job();
     same.metadataChanged = true;
     EXPECT_EQ(rewritten(same), m_original);
-    auto longer = m_original;
+    auto const whole = m_original;
+    auto longer = whole;
     append(longer, std::string_view("something behind"));
     setFile(longer);
     EXPECT_EQ(rewritten(job()), longer);
-    auto cut = m_original;
-    cut.resize(cut.size() - 70);
-    setFile(cut);
-    EXPECT_EQ(rewritten(job()), cut);
+    setFile(Bytes(whole.begin(), whole.end() - 70));
+    EXPECT_EQ(rewritten(job()), m_original);
 }
 
 TEST_F(PngRewrite, NewChunksGoToTheirPlacesAndNothingElseChanges)
@@ -211,6 +210,22 @@ TEST_F(PngRewrite, HexadecimalExifBecomesAChunkOfItsOwn)
     auto const chunks = chunksOf(rewritten(changed));
     EXPECT_EQ(typesOf(chunks), "IHDR eXIf iTXt PLTE IDAT IDAT IEND");
     EXPECT_EQ(chunks[1], chunk("eXIf", kExif));
+}
+
+TEST_F(PngRewrite, ChangedIptcLeavesOtherPhotoshopResources)
+{
+    std::string const other("8BIM\x03\xED\0\0\0\0\0\3abc\0", 16);
+    std::string const oldIptc("\x1C\2\5\0\3Old", 8), newIptc("\x1C\2\5\0\3New", 8);
+    auto const resources = [&](std::string const& iptc) {
+        return rawProfileChunk("iptc", asText(resourcesWithIptc(asBytes(iptc), asBytes(other))));
+    };
+    makeFile({resources(oldIptc)});
+    auto changed = job();
+    changed.metadataChanged = true;
+    changed.metadata.setIptc(asBytes(newIptc));
+    EXPECT_EQ(chunksOf(rewritten(changed))[1], resources(newIptc));
+    changed.metadata.setIptc({});
+    EXPECT_EQ(chunksOf(rewritten(changed))[1], resources(""));
 }
 
 TEST_F(PngRewrite, AnimationsKeepTheirFrames)
