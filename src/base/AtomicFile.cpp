@@ -98,6 +98,24 @@ Result<FileDescriptor> createUnique(std::string& path)
     return fail("{}", systemMessage(EEXIST));
 }
 
+// Gives the file owner and permission bits of the file at `target`, if there is one. A target that may not be
+// written is not replaced either.
+Result<bool> adoptPermissions(int fd, std::string const& target)
+{
+    struct stat status = {};
+    if (::stat(target.c_str(), &status) != 0)
+        return false;
+    if (::access(target.c_str(), W_OK) != 0)
+        return fail("{}: {}", target, systemMessage(errno));
+    if (!S_ISREG(status.st_mode))
+        return true;
+    // Ownership first: changing it clears the set-id bits. It may be refused, and then the file is ours.
+    [[maybe_unused]] auto const owned = ::fchown(fd, status.st_uid, status.st_gid);
+    if (::fchmod(fd, status.st_mode & 07777) != 0)
+        return fail("{}: {}", target, systemMessage(errno));
+    return true;
+}
+
 } // namespace
 
 Result<AtomicFile> AtomicFile::create(std::string const& target)
@@ -119,13 +137,8 @@ Result<AtomicFile> AtomicFile::create(std::string const& target)
         return tl::unexpected(std::move(fd).error());
     file.m_fd = std::move(*fd);
 
-    struct stat status = {};
-    if (::stat(target.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
-        // Ownership first: changing it clears the set-id bits. It may be refused, and then the file is ours.
-        [[maybe_unused]] auto const owned = ::fchown(file.m_fd.get(), status.st_uid, status.st_gid);
-        if (::fchmod(file.m_fd.get(), status.st_mode & 07777) != 0)
-            return fail("{}", systemMessage(errno));
-    }
+    // From the start, so that a private photo is never readable by others while it is written.
+    TRY(adoptPermissions(file.m_fd.get(), target));
     return file;
 }
 
@@ -133,6 +146,7 @@ AtomicFile::AtomicFile(AtomicFile&& other) noexcept
     : m_fd(std::move(other.m_fd))
     , m_temporaryPath(std::exchange(other.m_temporaryPath, {}))
     , m_buffer(std::move(other.m_buffer))
+    , m_isPrepared(other.m_isPrepared)
     , m_written(other.m_written)
     , m_failure(std::move(other.m_failure))
     , m_cleanupSlot(std::exchange(other.m_cleanupSlot, -1))
@@ -234,12 +248,20 @@ Result<void> AtomicFile::copyFrom(InputFile const& from, std::uint64_t offset, s
     return {};
 }
 
-Result<void> AtomicFile::commit(std::string const& target)
+Result<void> AtomicFile::prepareCommit(std::string const& target)
 {
     TRY(flush());
-    bool const replaces = ::access(target.c_str(), F_OK) == 0;
+    bool const replaces = TRY(adoptPermissions(m_fd.get(), target));
     if (replaces && ::fsync(m_fd.get()) != 0)
         return fail("{}", systemMessage(errno));
+    m_isPrepared = true;
+    return {};
+}
+
+Result<void> AtomicFile::commit(std::string const& target)
+{
+    if (!m_isPrepared)
+        TRY(prepareCommit(target));
     if (::rename(m_temporaryPath.c_str(), target.c_str()) != 0)
         return fail("{}", systemMessage(errno));
     m_temporaryPath.clear();

@@ -37,8 +37,11 @@ public:
     /// Appends `count` bytes of `from` at `offset`, inside the kernel where it can do so.
     Result<void> copyFrom(InputFile const& from, std::uint64_t offset, std::uint64_t count);
 
-    /// Renames the temporary file onto `target`; when that replaces a file, the data is synced to disk
-    /// before.
+    /// Everything that `commit` does before it renames, so that a failure to write can be told from a failure
+    /// to rename: flushes, takes over the permission bits of the file at `target`, and syncs the data to disk
+    /// when there is one.
+    Result<void> prepareCommit(std::string const& target);
+    /// Prepares, unless that was done, and renames the temporary file onto `target`.
     Result<void> commit(std::string const& target);
 
 private:
@@ -48,6 +51,7 @@ private:
     FileDescriptor m_fd;
     std::string m_temporaryPath;
     Bytes m_buffer;
+    bool m_isPrepared = false;
     std::uint64_t m_written = 0;
     std::string m_failure;
     int m_cleanupSlot = -1;

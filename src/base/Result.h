@@ -37,10 +37,13 @@ inline void takeValue(Result<void>&&) { }
 } // namespace velk
 
 /// Evaluates a `Result`; hands its error to the caller of the enclosing function, or yields its value.
-#define TRY(...)                                                                                             \
+#define TRY(...) VELK_TRY_COUNTED(__COUNTER__, __VA_ARGS__)
+// The counter makes the variable's name unique, so that one TRY may stand inside another.
+#define VELK_TRY_COUNTED(counter, ...) VELK_TRY_NAMED(counter, __VA_ARGS__)
+#define VELK_TRY_NAMED(counter, ...)                                                                         \
     __extension__({                                                                                          \
-        auto tryResult = (__VA_ARGS__);                                                                      \
-        if (!tryResult) [[unlikely]]                                                                         \
-            return tl::unexpected<::velk::Error>(std::move(tryResult).error());                              \
-        ::velk::detail::takeValue(std::move(tryResult));                                                     \
+        auto tryResult##counter = (__VA_ARGS__);                                                             \
+        if (!tryResult##counter) [[unlikely]]                                                                \
+            return tl::unexpected<::velk::Error>(std::move(tryResult##counter).error());                     \
+        ::velk::detail::takeValue(std::move(tryResult##counter));                                            \
     })

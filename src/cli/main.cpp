@@ -1,4 +1,8 @@
-int main()
+#include "base/StandardOutput.h"
+#include "cli/RunDriver.h"
+
+int main(int count, char** arguments)
 {
-    return 0;
+    velk::occupyStandardStreams();
+    return velk::run({arguments, static_cast<std::size_t>(count)});
 }

@@ -55,7 +55,8 @@ std::string dataFile(std::string const& name)
     return std::string(VELK_TEST_DATA) + "/" + name;
 }
 
-RunResult runVelk(std::vector<std::string> const& arguments, std::string const& directory)
+RunResult runVelk(std::vector<std::string> const& arguments, std::string const& directory,
+    std::function<void()> const& beforeExec)
 {
     TemporaryDirectory const streams;
     auto const outputPath = streams / "out";
@@ -66,6 +67,7 @@ RunResult runVelk(std::vector<std::string> const& arguments, std::string const& 
         for (auto const& argument : arguments)
             argv.push_back(const_cast<char*>(argument.c_str()));
         argv.push_back(nullptr);
+        beforeExec();
         if (::chdir(directory.c_str()) == 0 && std::freopen(outputPath.c_str(), "w", stdout)
             && std::freopen(errorPath.c_str(), "w", stderr))
             ::execv(VELK_BINARY, argv.data());

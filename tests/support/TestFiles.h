@@ -3,6 +3,7 @@
 #include "base/Bytes.h"
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -36,7 +37,9 @@ struct RunResult {
     std::string errors;
 };
 
-/// Runs velk with these arguments, without a shell.
-RunResult runVelk(std::vector<std::string> const& arguments, std::string const& directory = ".");
+/// Runs velk with these arguments, without a shell; `beforeExec` runs in the child (limits, signals).
+RunResult runVelk(
+    std::vector<std::string> const& arguments, std::string const& directory = ".",
+    std::function<void()> const& beforeExec = [] {});
 
 } // namespace velk::test

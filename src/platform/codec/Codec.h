@@ -93,8 +93,10 @@ struct Codec {
 std::span<Codec const* const> codecs();
 /// The codec of a type identifier, or null.
 Codec const* codecForType(std::string_view typeIdentifier);
+/// The codec that recognises the file's content, or null.
+Result<Codec const*> codecForFile(InputFile const& file);
 
 /// Opens an image file. Errors: the file cannot be read, or is not an image, or is a broken one.
-Result<std::shared_ptr<ImageSource>> openImage(std::string const& path);
+Result<std::shared_ptr<ImageSource const>> openImage(std::string const& path);
 
 } // namespace velk::codec

@@ -10,7 +10,8 @@ namespace velk::codec {
 namespace {
 
 // Strong signatures first; TGA has none and comes last.
-constexpr std::array<Codec const*, 0> kCodecs = {};
+constexpr std::array kCodecs = {&kJpegCodec, &kPngCodec, &kWebpCodec, &kGifCodec, &kTiffCodec,
+    &kJpeg2000Codec, &kPsdCodec, &kBmpCodec, &kSgiCodec, &kPnmCodec, &kTgaCodec};
 
 constexpr std::size_t kHeadSize = 512;
 
@@ -27,16 +28,21 @@ Codec const* codecForType(std::string_view typeIdentifier)
     return found == kCodecs.end() ? nullptr : *found;
 }
 
-Result<std::shared_ptr<ImageSource>> openImage(std::string const& path)
+Result<Codec const*> codecForFile(InputFile const& file)
 {
-    auto file = TRY(InputFile::open(path));
     std::array<std::uint8_t, kHeadSize> buffer;
     auto const head = ByteSpan(buffer).first(TRY(file.readAt(0, buffer)));
-    for (auto const* codec : kCodecs) {
-        if (codec->matches(head, file))
-            return codec->open(std::move(file));
-    }
-    return fail("not an image of a known format");
+    auto const found = std::ranges::find_if(kCodecs, [&](auto* codec) { return codec->matches(head, file); });
+    return found == kCodecs.end() ? nullptr : *found;
+}
+
+Result<std::shared_ptr<ImageSource const>> openImage(std::string const& path)
+{
+    auto file = TRY(InputFile::open(path));
+    auto const* codec = TRY(codecForFile(file));
+    if (!codec)
+        return fail("not an image of a known format");
+    return codec->open(std::move(file));
 }
 
 } // namespace velk::codec

@@ -1,0 +1,238 @@
+#!/usr/bin/env python3
+"""Runs velk and its peers on the same jobs, interleaved, and prints medians of wall time and peak memory."""
+
+import argparse
+import os
+import pathlib
+import platform
+import shutil
+import statistics
+import subprocess
+import sys
+import time
+from dataclasses import dataclass, field
+
+TOP = pathlib.Path(__file__).resolve().parent.parent
+WORK = TOP / "build" / "bench"
+VELK = TOP / "build" / "release" / "velk"
+MAKE_PHOTO = TOP / "build" / "release" / "bench" / "velk_make_photo"
+RESULTS = TOP / "docs" / "benchmarks.md"
+MARK = "<!-- measured -->"
+
+
+@dataclass
+class Peer:
+    name: str
+    command: list
+    output: str = ""  # what the command writes, removed before each run
+    prepare: tuple = ()  # (from, to): a copy made before each run
+
+
+@dataclass
+class Job:
+    name: str
+    velk: Peer
+    peers: list = field(default_factory=list)
+    budget: float = 1.0  # of the best peer's wall time
+
+
+@dataclass
+class Measure:
+    wall: float
+    cpu: float
+    peak: float  # MB
+    size: int
+
+
+def path(name):
+    return str(WORK / name)
+
+
+def sharp(script):
+    program = f"const sharp=require('{WORK}/node/node_modules/sharp');sharp.concurrency(2);{script}"
+    return ["node", "-e", program]
+
+
+def jobs():
+    p24, p12 = path("photo24.jpg"), path("photo12.jpg")
+
+    def velk(*arguments, out):
+        return Peer("velk", [str(VELK), *arguments, "--out", path(out), ], path(out))
+
+    def peer(name, *command, out):
+        return Peer(name, list(command), path(out))
+
+    return [
+        Job("all properties of a 12-megapixel JPEG",
+            Peer("velk", [str(VELK), "-g", "all", p12]),
+            [Peer("exiv2", ["exiv2", "-pa", p12]), Peer("exiftool", ["exiftool", p12])], 1.0),
+        Job("one metadata edit on it",
+            Peer("velk", [str(VELK), "-s", "artist", "A. Painter", p12, "--out", path("v.jpg")], path("v.jpg")),
+            [Peer("exiv2", ["exiv2", "-M", "set Exif.Image.Artist A. Painter", path("e.jpg")], "", (p12, path("e.jpg"))),
+             Peer("exiftool", ["exiftool", "-q", "-Artist=A. Painter", "-o", path("x.jpg"), p12], path("x.jpg"))], 1.0),
+        Job("the same edit in place, synced to disk",
+            Peer("velk", [str(VELK), "-s", "artist", "A. Painter", path("v2.jpg")], "", (p12, path("v2.jpg"))),
+            [Peer("exiv2 (no sync)", ["exiv2", "-M", "set Exif.Image.Artist A. Painter", path("e.jpg")], "",
+                  (p12, path("e.jpg"))),
+             Peer("exiftool (no sync)", ["exiftool", "-q", "-overwrite_original", "-Artist=A. Painter", path("x2.jpg")],
+                  "", (p12, path("x2.jpg")))], 1.0),
+        Job("24-megapixel JPEG to 800 pixels",
+            velk("-Z", "800", p24, out="v.jpg"),
+            [peer("vipsthumbnail", "vipsthumbnail", p24, "-s", "800", "-o", path("p.jpg"), out="p.jpg"),
+             Peer("sharp", sharp(f"sharp('{p24}').resize(800).keepMetadata().toFile('{path('s.jpg')}')"), path("s.jpg")),
+             peer("imagemagick", "/usr/bin/convert", "-define", "jpeg:size=1600x1600", p24, "-resize", "800x800",
+                  path("m.jpg"), out="m.jpg")], 0.65),
+        Job("24-megapixel JPEG to half size",
+            velk("--resampleWidth", "3000", p24, out="v.jpg"),
+            [peer("vips resize", "vips", "resize", p24, path("p.jpg"), "0.5", out="p.jpg"),
+             Peer("sharp", sharp(f"sharp('{p24}').resize(3000).keepMetadata().toFile('{path('s.jpg')}')"),
+                  path("s.jpg"))], 0.60),
+        Job("24-megapixel JPEG turned by 90 degrees, losslessly",
+            velk("-r", "90", p24, out="v.jpg"),
+            [peer("vips rot (lossy)", "vips", "rot", p24, path("p.jpg"), "d90", out="p.jpg")], 1.0),
+        Job("the same against the lossless peer",
+            velk("-r", "90", p24, out="v.jpg"),
+            [Peer("jpegtran", ["jpegtran", "-copy", "all", "-perfect", "-rotate", "90", "-outfile", path("t.jpg"), p24],
+                  path("t.jpg"))], 0.65),
+        Job("12-megapixel JPEG turned by 17 degrees",
+            velk("-r", "17", p12, out="v.jpg"),
+            [peer("vips rotate", "vips", "rotate", p12, path("p.jpg"), "17", out="p.jpg")], 0.80),
+        Job("12-megapixel JPEG to PNG",
+            velk("-s", "format", "png", p12, out="v.png"),
+            [Peer("sharp", sharp(f"sharp('{p12}').keepMetadata().toFile('{path('s.png')}')"), path("s.png")),
+             peer("vips", "vips", "copy", p12, path("p.png"), out="p.png")], 0.70),
+        Job("4 of 24 megapixels cropped from a JPEG",
+            velk("-c", "2000", "2000", p24, out="v.jpg"),
+            [peer("vips crop", "vips", "crop", p24, path("p.jpg"), "2000", "1000", "2000", "2000", out="p.jpg")], 0.60),
+        Job("12-megapixel JPEG to LZW TIFF",
+            velk("-s", "format", "tiff", "-s", "formatOptions", "lzw", p12, out="v.tiff"),
+            [peer("vips", "vips", "copy", p12, path("p.tif") + "[compression=lzw]", out="p.tif")], 0.90),
+    ]
+
+
+def run_once(peer):
+    if peer.output and os.path.exists(peer.output):
+        os.unlink(peer.output)
+    if peer.prepare:
+        shutil.copyfile(*peer.prepare)
+        os.sync()
+    begin = time.monotonic()
+    child = subprocess.Popen(peer.command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+    _, status, usage = os.wait4(child.pid, 0)
+    wall = time.monotonic() - begin
+    errors = child.stderr.read()
+    child.stderr.close()
+    child.returncode = os.waitstatus_to_exitcode(status)
+    if child.returncode != 0:
+        sys.exit(f"{' '.join(peer.command)}: status {child.returncode}\n{errors.decode()}")
+    size = os.path.getsize(peer.output) if peer.output else 0
+    return Measure(wall * 1000, (usage.ru_utime + usage.ru_stime) * 1000, usage.ru_maxrss / 1024, size)
+
+
+def median(measures):
+    return Measure(*(statistics.median(getattr(m, name) for m in measures) for name in ("wall", "cpu", "peak", "size")))
+
+
+def measure(job, runs):
+    contenders = [job.velk, *job.peers]
+    samples = [[] for _ in contenders]
+    for peer in contenders:
+        run_once(peer)  # warms caches
+    for _ in range(runs):
+        for peer, taken in zip(contenders, samples):
+            taken.append(run_once(peer))
+    return [median(taken) for taken in samples]
+
+
+def size_text(size):
+    return f"{size / 1e6:.1f} MB" if size else ""
+
+
+def table(chosen, runs):
+    yield "| job | tool | wall | CPU | peak memory | file | wall ratio | memory ratio | budget |"
+    yield "|---|---|---|---|---|---|---|---|---|"
+    for job in chosen:
+        own, *others = measure(job, runs)
+        best = min(others, key=lambda m: m.wall)
+        ratio, memory = own.wall / best.wall, own.peak / best.peak
+        met = "met" if ratio <= job.budget else "**missed**"
+        yield (f"| {job.name} | velk | {own.wall:.1f} ms | {own.cpu:.1f} ms | {own.peak:.0f} MB | {size_text(own.size)} "
+               f"| **{ratio:.2f}** | {memory:.2f} | {job.budget:.2f} {met} |")
+        for peer, result in zip(job.peers, others):
+            yield (f"| | {peer.name} | {result.wall:.1f} ms | {result.cpu:.1f} ms | {result.peak:.0f} MB "
+                   f"| {size_text(result.size)} | | | |")
+
+
+def single_numbers(runs):
+    """Measures without a peer."""
+    tiff = path("photo200.tiff")
+    checks = [
+        ("`velk --version`", Peer("velk", [str(VELK), "--version"]), "CPU", 4, max(runs, 21)),
+        ("thumbnail of the 24-megapixel JPEG", Peer("velk", [str(VELK), "-Z", "800", path("photo24.jpg"), "--out",
+                                                             path("v.jpg")], path("v.jpg")), "peak", 30, 3),
+        ("200-megapixel strip TIFF to 2000 pixels", Peer("velk", [str(VELK), "-Z", "2000", tiff, "--out",
+                                                                  path("v.tiff")], path("v.tiff")), "peak", 120, 1),
+    ]
+    yield "| measure | wall | CPU | peak memory | budget |"
+    yield "|---|---|---|---|---|"
+    for name, peer, what, limit, count in checks:
+        result = median([run_once(peer) for _ in range(count)])
+        value = result.cpu if what == "CPU" else result.peak
+        met = "met" if value < limit else "**missed**"
+        unit = "ms of CPU" if what == "CPU" else "MB"
+        yield (f"| {name} | {result.wall:.1f} ms | {result.cpu:.1f} ms | {result.peak:.1f} MB "
+               f"| under {limit} {unit}: {met} |")
+
+
+def make_inputs():
+    WORK.mkdir(parents=True, exist_ok=True)
+    for name, size in [("photo24.jpg", (6000, 4000)), ("photo12.jpg", (4000, 3000)), ("photo200.tiff", (20000, 10000))]:
+        if not (WORK / name).exists():
+            subprocess.run([str(MAKE_PHOTO), *map(str, size), path(name)], check=True)
+
+
+def first_line(*command):
+    try:
+        text = subprocess.run(command, capture_output=True, text=True, check=False).stdout
+        return text.splitlines()[0] if text else "?"
+    except FileNotFoundError:
+        return "not installed"
+
+
+def machine():
+    model = next((line.split(":")[1].strip() for line in open("/proc/cpuinfo") if line.startswith("model name")), "?")
+    memory = os.sysconf("SC_PAGE_SIZE") * os.sysconf("SC_PHYS_PAGES") / 2**30
+    yield f"- {os.cpu_count()} cores of {model}, {memory:.0f} GiB, Linux {platform.release()}"
+    yield f"- {first_line(str(VELK), '--version')}; {first_line('vips', '--version')}; {first_line('exiv2', '--version')}; " \
+          f"exiftool {first_line('exiftool', '-ver')}; {first_line('/usr/bin/convert', '-version')}"
+    version = first_line("node", "-p", f"require('{WORK}/node/node_modules/sharp/package.json').version")
+    turbo = first_line("dpkg-query", "-W", "-f", "${Version}", "libjpeg-turbo-progs")
+    yield f"- jpegtran of libjpeg-turbo {turbo}; sharp {version} on Node {first_line('node', '--version')}"
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--runs", type=int, default=11)
+    parser.add_argument("--only", default="")
+    parser.add_argument("--write", action="store_true")
+    options = parser.parse_args()
+    make_inputs()
+    chosen = [job for job in jobs() if options.only in job.name]
+    lines = [*machine(), f"- medians of {options.runs} interleaved runs, files in the page cache", ""]
+    for line in lines:
+        print(line)
+    for line in table(chosen, options.runs):
+        print(line, flush=True)
+        lines.append(line)
+    if not options.only:
+        lines.append("")
+        for line in single_numbers(options.runs):
+            print(line, flush=True)
+            lines.append(line)
+    if options.write:
+        head = RESULTS.read_text().split(MARK)[0]
+        RESULTS.write_text(head + MARK + "\n\n" + "\n".join(lines) + "\n")
+
+
+if __name__ == "__main__":
+    main()
