@@ -276,6 +276,23 @@ TEST_P(JpegVariants, KeepTheirWaysWhenEncodedAgain)
     EXPECT_NE(coarse.components[0].quantization, before.components[0].quantization);
 }
 
+TEST(JpegCodec, AdoptsNoQuantisationThatCannotBe)
+{
+    TemporaryDirectory const directory;
+    for (auto const quantum : {0, 1}) { // in units of 8192
+        auto jpeg = makeJpeg(jpegVariants().front(), {32, 32});
+        auto const tables = std::ranges::search(jpeg, Bytes {0xFF, 0xDB}).begin();
+        Bytes table = {0xFF, 0xDB, 0, 2 + 1 + 128, 0x10};
+        for (int i = 0; i < 64; ++i)
+            appendBE16(table, static_cast<std::uint16_t>(quantum * 8192));
+        jpeg.erase(tables, tables + 2 + 67);
+        jpeg.insert(tables, table.begin(), table.end());
+        auto const source = openBytes(directory / "in.jpg", jpeg);
+        auto const again = readCoefficients(encodeAgain(*source, directory / "again.jpg"));
+        EXPECT_LT(again.components[0].quantization[0], 20u);
+    }
+}
+
 TEST(JpegCodec, EncodesProgressivelyWhenThePropertiesSaySo)
 {
     TemporaryDirectory const directory;
