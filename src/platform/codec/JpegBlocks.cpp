@@ -1,5 +1,6 @@
 #include "platform/codec/JpegBlocks.h"
 
+#include <algorithm>
 #include <bit>
 #include <cassert>
 #include <cstring>

@@ -74,6 +74,19 @@ bool canSample(jpeg_compress_struct const& info)
     return blocks <= C_MAX_BLOCKS_IN_MCU;
 }
 
+// libjpeg divides by eight times these in 16 bits, and a file may hold anything, zero included.
+bool canQuantize(jpeg_compress_struct const& info)
+{
+    constexpr int kLargestQuantum = 4095;
+    for (auto const& component : std::span(info.comp_info, static_cast<std::size_t>(info.num_components))) {
+        auto const* table = info.quant_tbl_ptrs[component.quant_tbl_no];
+        if (!table
+            || !std::ranges::all_of(table->quantval, [](int q) { return q >= 1 && q <= kLargestQuantum; }))
+            return false;
+    }
+    return true;
+}
+
 class Encoder {
 public:
     Encoder(EncodeJob const& job, AtomicFile& output)
@@ -150,6 +163,8 @@ private:
             if (!canSample(info()) || info().num_components == 1)
                 setSampling(info(), true);
         }));
+        if (!canQuantize(info()))
+            return fail("the quantisation tables are damaged");
         adoptRestarts(original->info.restart_interval);
         return {};
     }

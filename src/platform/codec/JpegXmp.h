@@ -2,7 +2,7 @@
 
 #include "platform/codec/JpegSegments.h"
 
-/// XMP in JPEG (XMP Specification Part 3, 1.1.3): a packet that fits one segment, and an extension of any
+/// XMP in JPEG (Adobe XMP, Storage in Files, 1.1.3): a packet that fits one segment, and an extension of any
 /// length in chunks, which the packet names by its digest.
 namespace velk::codec::jpeg {
 

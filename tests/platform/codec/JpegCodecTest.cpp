@@ -194,6 +194,7 @@ TEST(JpegCodec, RoundTripsPixelsAndWhatBelongsToThem)
         // Longer than one chunk; whether it is a profile does not matter to the container.
         extras.profile = shareBytes(Bytes(150'000, 7));
         auto const picture = photoLike({100, 75}, {.model = testCase.model});
+        std::filesystem::remove(path);
         ASSERT_TRUE(encode(kJpeg, picture, path, extras));
         EXPECT_GT(psnr(*decode(path).value(), *picture), testCase.atLeast);
         auto const coefficients = readCoefficients(readBytes(path));
@@ -244,6 +245,7 @@ Bytes encodeAgain(ImageSource const& source, std::string const& path, EncodeOpti
                                                       .properties = properties,
                                                       .source = &source},
         output);
+    std::filesystem::remove(path); // replacing a file waits for the disk
     if (!done || !output.commit(path))
         throw std::runtime_error("encoding failed");
     return readBytes(path);
@@ -272,6 +274,23 @@ TEST_P(JpegVariants, KeepTheirWaysWhenEncodedAgain)
 
     auto const coarse = readCoefficients(encodeAgain(*source, path, {.quality = 0.3F}));
     EXPECT_NE(coarse.components[0].quantization, before.components[0].quantization);
+}
+
+TEST(JpegCodec, AdoptsNoQuantisationThatCannotBe)
+{
+    TemporaryDirectory const directory;
+    for (auto const quantum : {0, 1}) { // in units of 8192
+        auto jpeg = makeJpeg(jpegVariants().front(), {32, 32});
+        auto const tables = std::ranges::search(jpeg, Bytes {0xFF, 0xDB}).begin();
+        Bytes table = {0xFF, 0xDB, 0, 2 + 1 + 128, 0x10};
+        for (int i = 0; i < 64; ++i)
+            appendBE16(table, static_cast<std::uint16_t>(quantum * 8192));
+        jpeg.erase(tables, tables + 2 + 67);
+        jpeg.insert(tables, table.begin(), table.end());
+        auto const source = openBytes(directory / "in.jpg", jpeg);
+        auto const again = readCoefficients(encodeAgain(*source, directory / "again.jpg"));
+        EXPECT_LT(again.components[0].quantization[0], 20u);
+    }
 }
 
 TEST(JpegCodec, EncodesProgressivelyWhenThePropertiesSaySo)

@@ -35,6 +35,10 @@ void configure(jpeg_compress_struct& info, JpegVariant const& variant)
     jpeg_set_quality(&info, 92, TRUE);
     info.comp_info[0].h_samp_factor = variant.horizontal;
     info.comp_info[0].v_samp_factor = variant.vertical;
+    if (info.num_components == 4) {
+        info.comp_info[3].h_samp_factor = variant.horizontal;
+        info.comp_info[3].v_samp_factor = variant.vertical;
+    }
     info.arith_code = variant.arithmetic;
     info.restart_in_rows = variant.restartRows;
     info.restart_interval = variant.restartInterval;
@@ -175,6 +179,10 @@ static std::size_t walk(Bytes const& jpeg, std::function<void(int)> const& visit
 {
     std::size_t at = 2;
     while (jpeg.at(at + 1) != 0xDA) {
+        if (jpeg[at + 1] == 0xFF) { // fill
+            ++at;
+            continue;
+        }
         visit(jpeg[at + 1]);
         at += 2 + loadBE16(&jpeg.at(at + 2));
     }
