@@ -142,16 +142,15 @@ private:
     bool isRunLengthCoded() const { return m_header.compression != BmpCompression::None; }
     bool isDeep() const { return widestField(m_header) > 8; }
 
-    // A run-length code makes at most 255 pixels of two bytes, and may skip the rest of the picture.
+    // Two bytes of run-length code make at most 255 pixels.
     Result<void> checkPixels() const
     {
-        if (!isRunLengthCoded())
-            return checkFirstRow(file(), m_header.size, m_header.pixelOffset, m_header.rowBytes());
-        TRY(checkFirstRow(file(), m_header.size, m_header.pixelOffset, 2));
-        auto const most = (file().size() - m_header.pixelOffset) * 255 + 65536;
-        if (static_cast<std::uint64_t>(m_header.size.width) > most)
-            return fail("the bitmap is too short for rows of {} pixels", m_header.size.width);
-        return {};
+        auto const pixels = static_cast<std::uint64_t>(m_header.size.pixelCount());
+        auto const height = static_cast<std::uint64_t>(m_header.size.height);
+        auto const needed = isRunLengthCoded()
+            ? PixelDataSize {2, pixels / 128}
+            : PixelDataSize {m_header.rowBytes(), m_header.stride() * height};
+        return checkPixelData(file(), m_header.size, m_header.pixelOffset, needed);
     }
 
     PixelFormat format() const

@@ -182,7 +182,8 @@ public:
         // A row of text takes at least a digit a sample.
         auto const shortest =
             m_header.isText() ? m_header.rowBytes() / m_header.sampleBytes() : m_header.rowBytes();
-        TRY(checkFirstRow(file(), m_header.size, m_header.dataOffset, shortest));
+        auto const complete = shortest * static_cast<std::uint64_t>(m_header.size.height);
+        TRY(checkPixelData(file(), m_header.size, m_header.dataOffset, {shortest, complete}));
         auto& info = description().info;
         info.layout = {m_header.size, format(), ColorSpace::device(format().model)};
         info.bitsPerComponent = bitsPerComponent();

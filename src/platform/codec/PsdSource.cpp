@@ -64,11 +64,13 @@ Result<void> PsdSource::checkPixels() const
     if (m_psd.channels < channelCount(row->model))
         return fail("the Photoshop file has too few channels ({})", m_psd.channels);
     auto const height = static_cast<std::uint64_t>(m_psd.size.height);
-    auto const tableBytes = static_cast<unsigned>(m_psd.channels) * height * (m_psd.isLarge ? 4 : 2);
-    auto const shortest = m_psd.compression == PsdCompression::None ? std::uint64_t {m_psd.rowBytes()}
-        : m_psd.compression == PsdCompression::PackBits             ? tableBytes + 2
-                                                                    : 2;
-    return checkFirstRow(file(), m_psd.size, m_psd.pixelOffset, shortest);
+    // PackBits makes 128 bytes of two, zlib about a thousand of one.
+    auto const bytes = m_psd.rowBytes() * height * static_cast<unsigned>(channelCount(row->model));
+    auto const table = static_cast<unsigned>(m_psd.channels) * height * (m_psd.isLarge ? 4 : 2);
+    auto const needed = m_psd.compression == PsdCompression::None ? PixelDataSize {m_psd.rowBytes(), bytes}
+        : m_psd.compression == PsdCompression::PackBits ? PixelDataSize {table + 2, table + bytes / 64}
+                                                        : PixelDataSize {2, bytes / 1032};
+    return checkPixelData(file(), m_psd.size, m_psd.pixelOffset, needed);
 }
 
 PixelFormat PsdSource::format() const

@@ -155,8 +155,11 @@ public:
 
     Result<void> load()
     {
-        auto const first = m_header.isRunLengthCoded ? m_header.tableEntries() * 8 + 2 : m_header.rowBytes();
-        TRY(checkFirstRow(file(), m_header.size, kHeaderSize, first));
+        auto const pixels = m_header.planeBytes() * static_cast<unsigned>(m_header.channels);
+        auto const table = m_header.tableEntries() * 8;
+        auto const needed = m_header.isRunLengthCoded ? PixelDataSize {table + 2, table + pixels / 64}
+                                                      : PixelDataSize {m_header.rowBytes(), pixels};
+        TRY(checkPixelData(file(), m_header.size, kHeaderSize, needed));
         bool const isColor = m_header.channels >= 3;
         bool const hasAlpha = m_header.channels % 2 == 0;
         auto const model = isColor ? ColorModel::RGB : ColorModel::Gray;

@@ -97,12 +97,17 @@ void RawImageSource::reportMissingPixels() const
         reportWarning("{}: the pixel data is incomplete; missing parts stay blank\n", path());
 }
 
-Result<void> checkFirstRow(InputFile const& file, Size size, std::uint64_t offset, std::uint64_t rowBytes)
+Result<void> checkPixelData(InputFile const& file, Size size, std::uint64_t offset, PixelDataSize needed)
 {
+    constexpr std::int64_t kLargeImage = 1 << 26;
+    constexpr std::uint64_t kLeastPart = 16;
     if (!isPossible(size))
         return fail("an image of {} x {} pixels is not possible", size.width, size.height);
-    if (offset > file.size() || file.size() - offset < rowBytes)
+    auto const found = offset < file.size() ? file.size() - offset : 0;
+    if (found < needed.firstRow)
         return fail("the file ends before the first row of pixels");
+    if (size.pixelCount() > kLargeImage && found < needed.complete / kLeastPart)
+        return fail("nearly all pixels of the file are missing");
     return {};
 }
 

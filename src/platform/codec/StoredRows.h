@@ -91,8 +91,15 @@ private:
     mutable std::atomic<bool> m_reported = false;
 };
 
-/// An error unless an image of this size may exist and the file holds a first row of `rowBytes` at `offset`.
-Result<void> checkFirstRow(
-    InputFile const& file, graphics::Size size, std::uint64_t offset, std::uint64_t rowBytes);
+/// How many bytes of pixel data there must be.
+struct PixelDataSize {
+    std::uint64_t firstRow = 0; ///< for any pixels at all
+    std::uint64_t complete = 0; ///< for all of them, at the least
+};
+
+/// An error unless an image of this size may exist and the file holds its first row from `offset` on; a large
+/// image must also be there to some part, so that no small file makes us clear gigabytes.
+Result<void> checkPixelData(
+    InputFile const& file, graphics::Size size, std::uint64_t offset, PixelDataSize needed);
 
 } // namespace velk::codec

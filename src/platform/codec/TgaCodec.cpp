@@ -75,8 +75,12 @@ public:
 
     Result<void> load()
     {
-        auto const shortest = m_header.isRunLengthCoded ? 1 + m_header.pixelBytes() : m_header.rowBytes();
-        TRY(checkFirstRow(file(), m_header.size, m_header.pixelOffset(), shortest));
+        auto const pixels = static_cast<std::uint64_t>(m_header.size.pixelCount());
+        auto const packet = 1 + m_header.pixelBytes();
+        auto const needed = m_header.isRunLengthCoded
+            ? PixelDataSize {packet, pixels / 128 * packet}
+            : PixelDataSize {m_header.rowBytes(), pixels * m_header.pixelBytes()};
+        TRY(checkPixelData(file(), m_header.size, m_header.pixelOffset(), needed));
         m_extension = readTgaExtension(file());
         m_alpha = findAlpha();
         TRY(readColorMap());

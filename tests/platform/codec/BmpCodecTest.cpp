@@ -271,6 +271,32 @@ TEST(BmpCodec, RunLengthCodesOfTallImages)
     }
 }
 
+TEST(BmpCodec, ReadsTheFirstOfABitmapArray)
+{
+    TestBitmap const bitmap {.width = 1, .bits = 24, .pixels = bytesOf({1, 2, 3, 0})};
+    auto inner = bitmap.file();
+    storeInteger(&inner[10], std::uint32_t {54 + 14}, ByteOrder::Little);
+    auto const array = bytesOf({'B', 'A', 40, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}) + inner;
+    auto const decoded = decodeBytes(array, "a.bmp");
+    ASSERT_TRUE(decoded) << decoded.error().message;
+    EXPECT_EQ(rowOf(*decoded, 0), (std::vector {3, 2, 1}));
+}
+
+// A place for the pixels inside of the headers, or behind the file, cannot be meant.
+TEST(BmpCodec, DoubtsAnImpossiblePlaceForThePixels)
+{
+    TestBitmap const bitmap {
+        .width = 2, .bits = 8, .statedColors = 4, .palette = fourColors(), .pixels = bytesOf({3, 2, 0, 0})};
+    for (std::uint32_t const offset : {0u, 20u, 5000u, 0xFFFFFFFFu}) {
+        auto file = bitmap.file();
+        storeInteger(&file[10], offset, ByteOrder::Little);
+        auto const decoded = decodeBytes(file, "a.bmp");
+        ASSERT_TRUE(decoded) << decoded.error().message;
+        EXPECT_EQ(rowOf(*decoded, 0), (std::vector {3, 2})) << offset;
+        EXPECT_EQ((*decoded)->layout().space.palette()->entries.size(), 4u);
+    }
+}
+
 TEST(BmpCodec, TruncatedFileKeepsTheRowsItHas)
 {
     auto const pixels = photoLike({50, 40}, {});
@@ -299,7 +325,9 @@ TEST(BmpCodec, RefusesWhatItCannotRead)
         {{.headerSize = 64, .bits = 1, .compression = 3, .pixels = Bytes(100)}, "Huffman"},
         {{.width = 0x7FFFFFFF, .height = 0x7FFFFFFF, .pixels = Bytes(100)}, "not possible"},
         {{.width = 0x7FFFFFFF, .height = 1, .pixels = Bytes(100)}, "first row"},
-        {{.width = 0x7FFFFFFF, .height = 1, .bits = 8, .compression = 1, .pixels = Bytes(100)}, "too short"},
+        {{.width = 0x7FFFFFFF, .height = 1, .bits = 8, .compression = 1, .pixels = Bytes(100)},
+            "nearly all pixels"},
+        {{.width = 20000, .height = 20000, .pixels = Bytes(70000)}, "nearly all pixels"},
         {{.width = -5, .pixels = Bytes(100)}, "not possible"},
         {{.height = INT32_MIN, .pixels = Bytes(100)}, "height"},
         {{.bits = 7, .pixels = Bytes(100)}, "do not exist"},

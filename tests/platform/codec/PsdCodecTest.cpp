@@ -326,6 +326,65 @@ TEST(PsdCodec, EncodingKeepsMetadata)
     EXPECT_EQ(source->description().resolution, extras.resolution);
 }
 
+// The lengths in the layer's record must lead from channel to channel and end where the section does.
+TEST(PsdCodec, WritesALayerThatOtherReadersFind)
+{
+    for (int const depth : {8, 16}) {
+        auto const type = depth == 8 ? ComponentType::UInt8 : ComponentType::UInt16;
+        auto const file = encodeToBytes(kPsd, photoLike({21, 13}, {type, ColorModel::RGB, Alpha::Straight}));
+        std::size_t at = 26 + 4;
+        at += 4 + loadBE32(&file[at]);
+        auto const sectionEnd = at + 4 + loadBE32(&file[at]);
+        at += 4;
+        if (depth == 16) {
+            EXPECT_EQ(asText(ByteSpan(file).subspan(at + 8, 8)), "8BIMLr16");
+            at += 16;
+        }
+        auto const infoEnd = at + 4 + loadBE32(&file[at]);
+        at += 4;
+        EXPECT_EQ(infoEnd + (depth == 8 ? 4 : 0), sectionEnd);
+        EXPECT_EQ(loadBE16(&file[at]), 0xFFFF); // one layer, and the picture has alpha
+        EXPECT_EQ(loadBE32(&file[at + 10]), 13u);
+        EXPECT_EQ(loadBE32(&file[at + 14]), 21u);
+        EXPECT_EQ(loadBE16(&file[at + 18]), 4);
+        auto end = at + 20 + 4 * 6 + 12;
+        end += 4 + loadBE32(&file[end]);
+        for (std::size_t channel = 0; channel < 4; ++channel) {
+            EXPECT_EQ(loadBE16(&file[at + 20 + channel * 6]), channel == 0 ? 0xFFFF : channel - 1);
+            EXPECT_EQ(loadBE16(&file[end]), 1);
+            std::size_t length = 2 + 13 * 2;
+            for (std::size_t y = 0; y < 13; ++y)
+                length += loadBE16(&file[end + 2 + y * 2]);
+            EXPECT_EQ(loadBE32(&file[at + 22 + channel * 6]), length);
+            end += length;
+        }
+        EXPECT_LE(infoEnd - end, 3u);
+        EXPECT_EQ(loadBE16(&file[sectionEnd]), 1);
+    }
+}
+
+TEST(PsdCodec, ReencodingKeepsResourcesThatStayTrue)
+{
+    auto document = layeredDocument();
+    document.resources =
+        document.resources + resource(1035, asBytes("http://example.org/")) + resource(2000, Bytes(26));
+    TemporaryDirectory const directory;
+    writeBytes(directory / "in.psd", document.file());
+    auto const source = codec::openImage(directory / "in.psd").value();
+    auto const rows = source->image().rows().value();
+    PropertyDictionary const properties;
+    auto output = AtomicFile::create(directory / "out.psd").value();
+    ASSERT_TRUE(codec::codecForType(kPsd)->encode(
+        {.rows = *rows, .bitsPerComponent = 8, .properties = properties, .source = source.get()}, output));
+    ASSERT_TRUE(output.commit(directory / "out.psd"));
+    auto const bytes = readBytes(directory / "out.psd");
+    auto const file = asText(bytes);
+    EXPECT_NE(file.find(asText(resource(1035, asBytes("http://example.org/")))), std::string_view::npos);
+    EXPECT_EQ(file.find(asText(resource(2000, Bytes(26)))), std::string_view::npos);
+    EXPECT_EQ(file.find("thumbnail"), std::string_view::npos);
+    EXPECT_EQ(rowOf(*decode(directory / "out.psd"), 0), rowOf(*decode(directory / "in.psd"), 0));
+}
+
 TEST(PsdCodec, SurvivesDamage)
 {
     auto const layered = layeredDocument().file();
