@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/codec/TiffDirectory.h"
+#include "platform/codec/TiffDirectoryBuilder.h"
 
 namespace velk::codec::tiff {
 

@@ -29,6 +29,8 @@ Result<std::unique_ptr<Handle>> Handle::openForReading(InputFile const& file)
     // Whatever a file holds coded fits in its own size; the allowance is for tables and decoded rows. No
     // memory mapping: a file that shrinks while it is mapped would end the program.
     TRY(handle->open("rmc", file.size() + kAllocationAllowance));
+    // Complaints about tags that it does not understand do not explain what fails later.
+    handle->takeError();
     return handle;
 }
 
@@ -65,7 +67,7 @@ Handle::~Handle()
 std::string Handle::takeError()
 {
     auto error = std::exchange(m_error, {});
-    return error.empty() ? "no reason given" : error;
+    return error.empty() ? "damaged data" : error;
 }
 
 // A strip that is cut off by the end of the file is worth decoding as far as it goes, so it is continued with

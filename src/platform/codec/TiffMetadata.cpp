@@ -1,5 +1,6 @@
 #include "platform/codec/TiffMetadata.h"
 
+#include "platform/codec/TiffDirectoryBuilder.h"
 #include "platform/codec/TiffStructure.h"
 #include "platform/codec/TiffTags.h"
 

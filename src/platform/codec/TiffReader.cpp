@@ -2,6 +2,7 @@
 
 #include "base/Reporting.h"
 #include "platform/codec/TiffRowReader.h"
+#include "platform/codec/TiffSampleConverter.h"
 
 #include <algorithm>
 #include <cstring>

@@ -29,6 +29,7 @@ public:
     explicit Walk(DirectoryReader const& reader)
         : m_reader(reader)
     {
+        add({0, reader.format().headerSize()});
     }
 
     void visit(Directory const& directory, int depth)

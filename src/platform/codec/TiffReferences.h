@@ -4,8 +4,8 @@
 
 namespace velk::codec::tiff {
 
-/// The spans of a file that are in use: the directories of the chain and those that they point at (Exif, GPS,
-/// sub-directories), their values and the coded pixels. Sorted, joined, and inside the file.
+/// The spans of a file that are in use: the header, the directories of the chain and those that they point at
+/// (Exif, GPS, sub-directories), their values and the coded pixels. Sorted, joined, and inside the file.
 std::vector<Range> referencedRanges(DirectoryReader const& reader);
 
 /// As above, for one directory and those that it points at.

@@ -1,6 +1,7 @@
 #include "platform/codec/TiffRewrite.h"
 
 #include "platform/codec/PropertyKeys.h"
+#include "platform/codec/TiffDirectoryBuilder.h"
 #include "platform/codec/TiffMetadata.h"
 #include "platform/codec/TiffReferences.h"
 #include "platform/codec/TiffSource.h"

@@ -186,7 +186,7 @@ TEST(TiffCodec, ManyStripsStayInOrder)
 {
     TemporaryDirectory const directory;
     auto const image = photoLike({700, 2100}, {});
-    for (auto const compression : {5, 8, 32773}) {
+    for (auto const compression : {5, 32773}) {
         EncodeExtras extras;
         extras.options.tiffCompression = compression;
         ASSERT_TRUE(encode(kTiff, image, directory / "large.tif", extras));

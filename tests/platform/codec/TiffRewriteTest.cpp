@@ -288,6 +288,19 @@ TEST_F(TiffRewrite, ValuesThatOthersShareAreNotCleared)
     EXPECT_EQ(Reader(out()).text(tag::kArtist), "Old Camera Maker");
 }
 
+TEST_F(TiffRewrite, AValueInTheHeaderDoesNotTakeItAlong)
+{
+    auto bytes = photo(kBig);
+    auto const reader = tiff::DirectoryReader::open(ByteSpan(bytes)).value();
+    auto const first = reader.directory(reader.firstDirectory()).value();
+    auto const entry = static_cast<std::size_t>(first.find(tag::kMake) - first.entries.data());
+    storeInteger(bytes.data() + first.offset + 2 + 12 * entry + 8, std::uint32_t {0}, ByteOrder::Big);
+    auto const source = open(bytes);
+    ASSERT_TRUE(
+        rewritten(*source, out(), [](RewriteJob& job) { job.changes = {tiffChange("Make", std::nullopt)}; }));
+    EXPECT_EQ(codedData(out()), (std::vector<Bytes> {{1, 2, 3, 4}}));
+}
+
 TEST_F(TiffRewrite, IsRefusedWhereThePixelsWouldChange)
 {
     auto const* const codec = codecForType("public.tiff");

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/codec/ImageSource.h"
-#include "platform/codec/TiffDirectory.h"
+#include "platform/codec/TiffDirectoryBuilder.h"
 #include "platform/codec/TiffTags.h"
 #include "support/TestImages.h"
 
