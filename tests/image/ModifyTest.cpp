@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -31,8 +32,8 @@ std::string textProperty(std::string const& path, std::string_view dictionary, s
     return value && value->asString() ? *value->asString() : "(none)";
 }
 
-// The entropy-coded data of a JPEG: everything from its first scan on. Segments are skipped by their lengths, as an
-// embedded preview has scans of its own.
+// The entropy-coded data of a JPEG: everything from its first scan on. Segments are skipped by their lengths,
+// as an embedded preview has scans of its own.
 Bytes scanData(Bytes const& jpeg)
 {
     constexpr std::uint8_t kStartOfScan = 0xDA;
@@ -252,6 +253,29 @@ TEST(Modify, FailuresLeaveNothingBehind)
         std::string::npos)
         << occupied.errors;
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory / "out"), {}), 1);
+}
+
+TEST(Modify, ASignalInTheMiddleLeavesTheOriginalAlone)
+{
+    TemporaryDirectory const directory;
+    auto const path = directory / "photo.png";
+    ASSERT_TRUE(encode("public.png", photoLike({900, 700}, kRgb), path));
+    auto const before = readBytes(path);
+    // An enlargement that takes far longer than the signal.
+    auto const child = ::fork();
+    if (child == 0) {
+        ::execl(VELK_BINARY, VELK_BINARY, "-Z", "30000", path.c_str(), nullptr);
+        ::_exit(127);
+    }
+    for (int i = 0; i < 5000 && directory.names().size() < 2; ++i)
+        ::usleep(1000);
+    EXPECT_EQ(directory.names().size(), 2u);
+    ::kill(child, SIGTERM);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+    EXPECT_EQ(directory.names(), std::vector<std::string> {"photo.png"});
+    EXPECT_TRUE(readBytes(path) == before);
 }
 
 TEST(Modify, ReplacedFilesKeepTheirPermissionBits)

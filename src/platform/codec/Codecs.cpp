@@ -10,8 +10,8 @@ namespace velk::codec {
 namespace {
 
 // Strong signatures first; TGA has none and comes last.
-constexpr std::array kCodecs = {&kJpegCodec, &kPngCodec, &kWebpCodec, &kGifCodec, &kTiffCodec, &kPsdCodec,
-    &kBmpCodec, &kSgiCodec, &kPnmCodec, &kTgaCodec};
+constexpr std::array kCodecs = {&kJpegCodec, &kPngCodec, &kWebpCodec, &kGifCodec, &kTiffCodec,
+    &kJpeg2000Codec, &kPsdCodec, &kBmpCodec, &kSgiCodec, &kPnmCodec, &kTgaCodec};
 
 constexpr std::size_t kHeadSize = 512;
 

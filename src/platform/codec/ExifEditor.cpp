@@ -195,15 +195,22 @@ std::size_t ExifEditor::place(std::size_t size)
             return begin;
         }
     }
-    auto const last =
-        std::find_if(m_free.begin(), m_free.end(), [&](Range range) { return range.end == m_bytes.size(); });
-    if (last != m_free.end()) {
-        m_bytes.resize(last->begin);
-        m_free.erase(last);
-    }
+    cutFreeEnd();
     auto const begin = m_bytes.size() + m_bytes.size() % 2;
     m_bytes.resize(begin + size);
     return begin;
+}
+
+void ExifEditor::cutFreeEnd()
+{
+    auto const isLast = [&](Range range) { return range.end == m_bytes.size(); };
+    while (true) {
+        auto const last = std::find_if(m_free.begin(), m_free.end(), isLast);
+        if (last == m_free.end())
+            return;
+        m_bytes.resize(last->begin);
+        m_free.erase(last);
+    }
 }
 
 void ExifEditor::setPointer(ExifDirectory parent, std::uint16_t tag, std::size_t target)
@@ -298,6 +305,7 @@ Bytes ExifEditor::finish()
     if (at(Image).fields.empty())
         return {};
     placeValues();
+    cutFreeEnd();
     for (auto const& directory : m_directories) {
         if (directory.changed && !directory.fields.empty())
             writeDirectory(directory);

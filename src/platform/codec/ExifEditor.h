@@ -53,6 +53,7 @@ private:
     void releaseValue(Field const& field);
     void release(Range range);
     std::size_t place(std::size_t size);
+    void cutFreeEnd();
     void setPointer(ExifDirectory parent, std::uint16_t tag, std::size_t target);
     void writeHeader();
     void moveOutgrownDirectories();

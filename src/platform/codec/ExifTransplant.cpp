@@ -60,7 +60,9 @@ using TagFilter = bool (*)(ExifDirectory directory, std::uint16_t tag);
 bool isPointer(ExifDirectory directory, std::uint16_t tag)
 {
     return (directory == ExifDirectory::Image && (tag == tag::kExifPointer || tag == tag::kGpsPointer))
-        || (directory == ExifDirectory::Photo && tag == tag::kInteropPointer);
+        || (directory == ExifDirectory::Photo && tag == tag::kInteropPointer)
+        || (directory == ExifDirectory::Preview
+            && (tag == tag::kPreviewOffset || tag == tag::kPreviewLength));
 }
 
 bool leavesOutOfTiffFile(ExifDirectory directory, std::uint16_t tag)
@@ -83,27 +85,58 @@ Bytes swapped(ExifValue const& value)
     return bytes;
 }
 
-// Copies fields as they are; maker notes come out with the offsets that they had.
-Bytes copyFields(ExifBlock const& from, ByteOrder order, TagFilter leavesOut)
-{
-    using enum ExifDirectory;
-    ExifEditor editor({}, order);
-    std::size_t total = 0;
-    for (auto const directory : {Image, Photo, Gps, Interop}) {
-        for (auto const& entry : from.directory(directory).entries) {
-            auto const value = from.value(directory, entry.tag);
+// Copies fields into a new block; maker notes come out with the offsets that they had.
+class FieldCopier {
+public:
+    FieldCopier(ExifBlock const& from, ByteOrder order)
+        : m_from(from)
+        , m_editor({}, order)
+    {
+    }
+
+    void copy(ExifDirectory directory, TagFilter leavesOut)
+    {
+        for (auto const& entry : m_from.directory(directory).entries) {
+            auto const value = m_from.value(directory, entry.tag);
             if (!value || leavesOut(directory, entry.tag) || value->bytes.size() > kMaximumValue
-                || total + value->bytes.size() > kMaximumBlock)
+                || m_total + value->bytes.size() > kMaximumBlock)
                 continue;
-            total += value->bytes.size();
-            auto const bytes = from.order() == order ? Bytes() : swapped(*value);
-            editor.set(directory, entry.tag,
-                {value->type, value->count, from.order() == order ? value->bytes : ByteSpan(bytes)});
+            m_total += value->bytes.size();
+            bool const isSameOrder = m_from.order() == m_editor.order();
+            auto const bytes = isSameOrder ? Bytes() : swapped(*value);
+            m_editor.set(directory, entry.tag,
+                {value->type, value->count, isSameOrder ? value->bytes : ByteSpan(bytes)});
         }
     }
-    editor.setPreview({});
-    return editor.finish();
-}
+    void copyPreview(TagFilter leavesOut)
+    {
+        if (m_from.preview().empty())
+            return;
+        copy(ExifDirectory::Preview, leavesOut);
+        m_editor.setPreview(m_from.preview());
+    }
+    Bytes finish()
+    {
+        removeIfAdded(ExifDirectory::Photo, tag::kExifVersion);
+        removeIfAdded(ExifDirectory::Gps, tag::kGpsVersion);
+        return m_editor.finish();
+    }
+
+private:
+    // The editor completes a directory that begins; a copy shall not say more than the original.
+    void removeIfAdded(ExifDirectory directory, std::uint16_t tag)
+    {
+        if (!m_from.value(directory, tag))
+            m_editor.remove(directory, tag);
+    }
+
+    ExifBlock const& m_from;
+    ExifEditor m_editor;
+    std::size_t m_total = 0;
+};
+
+constexpr ExifDirectory kCopiedDirectories[] = {
+    ExifDirectory::Image, ExifDirectory::Photo, ExifDirectory::Gps, ExifDirectory::Interop};
 
 // Exiv2 initialises its XMP toolkit when a file has a packet, and that is not thread safe.
 std::mutex& exiv2Mutex()
@@ -177,7 +210,10 @@ Bytes exifFromTiffFile(ByteSpan file)
         if (auto block = rewriteWithMakerNotes(file, parsed->order(), true); !block.empty())
             return block;
     }
-    return copyFields(*parsed, parsed->order(), leavesOutOfTiffFile);
+    FieldCopier copier(*parsed, parsed->order());
+    for (auto const directory : kCopiedDirectories)
+        copier.copy(directory, leavesOutOfTiffFile);
+    return copier.finish();
 }
 
 Bytes exifInLittleEndian(ByteSpan block)
@@ -189,7 +225,11 @@ Bytes exifInLittleEndian(ByteSpan block)
         if (auto rewritten = rewriteWithMakerNotes(block, ByteOrder::Little, false); !rewritten.empty())
             return rewritten;
     }
-    return copyFields(*parsed, ByteOrder::Little, isPointer);
+    FieldCopier copier(*parsed, ByteOrder::Little);
+    for (auto const directory : kCopiedDirectories)
+        copier.copy(directory, isPointer);
+    copier.copyPreview(isPointer);
+    return copier.finish();
 }
 
 } // namespace velk::codec

@@ -118,9 +118,9 @@ struct Fraction {
     std::int64_t denominator;
 };
 
-// The first convergent of the continued fraction of `number` (not negative) that is good to nine digits, or
-// the last one whose terms are at most `limit`.
-Fraction approximate(double number, std::int64_t limit)
+// The first convergent of the continued fraction of `number` (not negative) that is precise enough, or the
+// last one whose terms are at most `limit`.
+Fraction approximate(double number, std::int64_t limit, double precision)
 {
     Fraction previous {0, 1};
     Fraction current {1, 0};
@@ -138,7 +138,7 @@ Fraction approximate(double number, std::int64_t limit)
         previous = std::exchange(current, next);
         auto const value = static_cast<double>(next.numerator) / static_cast<double>(next.denominator);
         auto const fraction = rest - whole;
-        if (std::abs(value - number) <= number * 1e-9 || fraction < 1e-12)
+        if (std::abs(value - number) <= number * precision || fraction < 1e-12)
             return current;
         rest = 1 / fraction;
     }
@@ -189,7 +189,11 @@ bool appendReal(OwnedExifValue& to, PropertyValue const& property, ByteOrder ord
 {
     if (!property.isNumber())
         return false;
-    auto const value = exifRational(property.number(), to.type, order);
+    // A float that came from 0.0125 shall become 1/80 like a double.
+    constexpr double kFloatPrecision = 1e-7;
+    constexpr double kDoublePrecision = 1e-9;
+    auto const value = exifRational(
+        property.number(), to.type, order, property.asFloat() ? kFloatPrecision : kDoublePrecision);
     if (value)
         append(to.bytes, value->bytes);
     return value.has_value();
@@ -311,14 +315,14 @@ std::optional<OwnedExifValue> exifFromProperty(
     return numbersFrom(tag, property, order);
 }
 
-std::optional<OwnedExifValue> exifRational(double number, ExifType type, ByteOrder order)
+std::optional<OwnedExifValue> exifRational(double number, ExifType type, ByteOrder order, double precision)
 {
     bool const isSigned = type == ExifType::SignedRational;
     std::int64_t const limit =
         isSigned ? std::numeric_limits<std::int32_t>::max() : std::numeric_limits<std::uint32_t>::max();
     if (!(std::abs(number) <= static_cast<double>(limit)) || (number < 0 && !isSigned))
         return std::nullopt;
-    auto const [numerator, denominator] = approximate(std::abs(number), limit);
+    auto const [numerator, denominator] = approximate(std::abs(number), limit, precision);
     OwnedExifValue value {.type = type, .count = 1, .bytes = {}};
     append(value.bytes, static_cast<std::uint32_t>(number < 0 ? -numerator : numerator), order);
     append(value.bytes, static_cast<std::uint32_t>(denominator), order);

@@ -22,9 +22,10 @@ std::optional<PropertyValue> propertyFromExif(ExifTag const& tag, ExifValue cons
 std::optional<OwnedExifValue> exifFromProperty(
     ExifTag const& tag, PropertyValue const& property, ByteOrder order);
 
-/// A rational (of type Rational or SignedRational) that comes as close to `number` as 32 bits allow, in the
-/// smallest terms that are good to nine digits.
-std::optional<OwnedExifValue> exifRational(double number, ExifType type, ByteOrder order);
+/// A rational (of type Rational or SignedRational) in the smallest terms that come within the relative
+/// `precision` of `number`, or as close as 32 bits allow. Nothing for numbers out of their range.
+std::optional<OwnedExifValue> exifRational(
+    double number, ExifType type, ByteOrder order, double precision = 1e-9);
 
 /// Component `index` of a number of any type; nothing for a rational over 0.
 std::optional<double> exifNumber(ExifValue const& value, std::size_t index, ByteOrder order);

@@ -44,22 +44,25 @@ std::uint64_t nonZeroCoefficients(JBLOCK const& block)
     return bits;
 }
 
-template <typename Value> std::uint8_t* packValues(std::uint8_t* to, JBLOCK const& block, std::uint64_t which)
+std::uint8_t* packWide(std::uint8_t* to, JBLOCK const& block, std::uint64_t which)
 {
     for (; which != 0; which &= which - 1) {
-        auto const value = static_cast<Value>(block[std::countr_zero(which)]);
-        std::memcpy(to, &value, sizeof value);
-        to += sizeof value;
+        std::memcpy(to, block + std::countr_zero(which), sizeof(JCOEF));
+        to += sizeof(JCOEF);
     }
     return to;
 }
 
-bool fitBytes(JBLOCK const& block, std::uint64_t which)
+// Null when a coefficient needs more than a byte.
+std::uint8_t* packNarrow(std::uint8_t* to, JBLOCK const& block, std::uint64_t which)
 {
     int excess = 0;
-    for (; which != 0; which &= which - 1)
-        excess |= (block[std::countr_zero(which)] + 128) & ~255;
-    return excess == 0;
+    for (; which != 0; which &= which - 1) {
+        auto const value = block[std::countr_zero(which)];
+        excess |= (value + 128) & ~255;
+        *to++ = static_cast<std::uint8_t>(value);
+    }
+    return excess == 0 ? to : nullptr;
 }
 
 template <typename Value>
@@ -110,13 +113,13 @@ void TurnedBlocks::Stream::pack(JBLOCK const& block)
     }
     auto* const start = m_chunks.back().get() + m_used;
     auto const which = nonZeroCoefficients(block) & ~kWide;
-    bool const isWide = !fitBytes(block, which);
-    auto const bitmap = which | (isWide ? kWide : 0);
+    auto* const values = start + kPackedHead;
+    auto const* end = packNarrow(values, block, which);
+    auto const bitmap = which | (end ? 0 : kWide);
+    if (!end)
+        end = packWide(values, block, which);
     std::memcpy(start, &bitmap, sizeof bitmap);
     std::memcpy(start + sizeof bitmap, block, sizeof(JCOEF));
-    auto* const values = start + kPackedHead;
-    auto const* const end = isWide ? packValues<std::int16_t>(values, block, which)
-                                   : packValues<std::int8_t>(values, block, which);
     m_used += static_cast<std::size_t>(end - start);
 }
 

@@ -64,6 +64,25 @@ void invert(std::uint8_t* bytes, std::size_t count)
         bytes[i] = static_cast<std::uint8_t>(255 - bytes[i]);
 }
 
+// Reads the headers up to the entropy-coded data, and sees whether there is any.
+Result<void> prepare(Decompressor& decompressor, ColorModel model, unsigned denominator)
+{
+    auto& info = decompressor.info;
+    TRY(decompressor.readHeader());
+    std::array<std::uint8_t, 2> data;
+    auto const available = TRY(decompressor.input.file.readAt(decompressor.input.position(), data));
+    if (available == 0 || (available == 2 && data[0] == 0xFF && data[1] == JPEG_EOI))
+        return fail("holds no image data");
+    if (jpeg_has_multiple_scans(&info))
+        TRY(decompressor.checkCoefficientMemory());
+    info.out_color_space = outputSpace(model);
+    info.scale_num = 1;
+    info.scale_denom = denominator;
+    info.dct_method = JDCT_ISLOW;
+    info.do_fancy_upsampling = TRUE;
+    return {};
+}
+
 class JpegRows final : public RowSource {
 public:
     JpegRows(PixelLayout layout, std::shared_ptr<JpegSource const> source,
@@ -84,6 +103,8 @@ private:
 
     Result<void> readRows(RowView rows) override;
     Result<void> start();
+    Result<void> startDecoder();
+    Result<void> salvageScans();
     Result<void> skipRows(unsigned count);
     Result<void> readBlock(RowView rows);
     Result<void> decode(std::int32_t count);
@@ -118,8 +139,8 @@ private:
 Result<void> JpegRows::start()
 {
     m_isStarted = true;
+    TRY(startDecoder());
     auto& state = info();
-    TRY(attempt(errors(), [&] { jpeg_start_decompress(&state); }));
     auto const unitHeight = static_cast<unsigned>(state.max_v_samp_factor * state.min_DCT_scaled_size);
     auto const unitWidth = static_cast<unsigned>(state.max_h_samp_factor * state.min_DCT_scaled_size);
     auto const top = static_cast<unsigned>(m_part.y);
@@ -133,6 +154,35 @@ Result<void> JpegRows::start()
     if (m_wideRowBytes != rowBytes() || skipped < top)
         m_wideRows.resize(m_wideRowBytes * kRowsAtOnce);
     return skipRows(top - skipped);
+}
+
+Result<void> JpegRows::startDecoder()
+{
+    auto const started = attempt(errors(), [this] { jpeg_start_decompress(&info()); });
+    // Between two scans, a file that ends or goes wrong stops libjpeg altogether.
+    if (!started && jpeg_has_multiple_scans(&info()) && !errors().cause && salvageScans())
+        return {};
+    return started;
+}
+
+// Starts again in the mode in which scans can be shown one by one, and stops with the last whole one.
+Result<void> JpegRows::salvageScans()
+{
+    auto const denominator = info().scale_denom;
+    m_decompressor = TRY(Decompressor::create(m_source->file()));
+    TRY(prepare(*m_decompressor, format().model, denominator));
+    auto& state = info();
+    auto const read = attempt(errors(), [&] {
+        state.buffered_image = TRUE;
+        jpeg_start_decompress(&state);
+        while (jpeg_consume_input(&state) != JPEG_REACHED_EOI) { }
+    });
+    bool const isWhole = read || state.input_iMCU_row == state.total_iMCU_rows;
+    auto const scans = state.input_scan_number - (isWhole ? 0 : 1);
+    if (scans < 1)
+        return read;
+    errors().damage.incomplete = true;
+    return attempt(errors(), [&] { jpeg_start_output(&state, scans); });
 }
 
 Result<void> JpegRows::skipRows(unsigned count)
@@ -244,25 +294,6 @@ Result<void> JpegRows::finish(Result<void> result, RowView rows)
     return {};
 }
 
-// Reads the headers up to the entropy-coded data, and sees whether there is any.
-Result<void> prepare(Decompressor& decompressor, ColorModel model, int denominator)
-{
-    auto& info = decompressor.info;
-    TRY(decompressor.readHeader());
-    std::array<std::uint8_t, 2> data;
-    auto const available = TRY(decompressor.input.file.readAt(decompressor.input.position(), data));
-    if (available == 0 || (available == 2 && data[0] == 0xFF && data[1] == JPEG_EOI))
-        return fail("holds no image data");
-    if (jpeg_has_multiple_scans(&info))
-        TRY(decompressor.checkCoefficientMemory());
-    info.out_color_space = outputSpace(model);
-    info.scale_num = 1;
-    info.scale_denom = static_cast<unsigned>(denominator);
-    info.dct_method = JDCT_ISLOW;
-    info.do_fancy_upsampling = TRUE;
-    return {};
-}
-
 } // namespace
 
 Result<DecodedRows> openRows(std::shared_ptr<JpegSource const> source, DecodeRequest const& request)
@@ -272,7 +303,7 @@ Result<DecodedRows> openRows(std::shared_ptr<JpegSource const> source, DecodeReq
     auto const denominator = denominatorFor(full, request.scale);
     auto const part = reducedRegion(request.region, full, denominator);
     auto decompressor = TRY(Decompressor::create(source->file()));
-    TRY(prepare(*decompressor, layout.format.model, denominator));
+    TRY(prepare(*decompressor, layout.format.model, static_cast<unsigned>(denominator)));
 
     layout.size = {part.width, part.height};
     auto rows =

@@ -59,6 +59,9 @@ struct Component {
     }
 };
 
+// Making Huffman codes for an image takes longer than everything else; see the encoder.
+constexpr std::int64_t kOptimizedPixels = 8'000'000;
+
 using Components = std::array<Component, MAX_COMPS_IN_SCAN>;
 
 // For the decompressor: components ask for their array in order, when all about them is known.
@@ -213,6 +216,7 @@ private:
         if (m_steps.swapsAxes)
             swapAxes();
         adoptRestarts();
+        to().optimize_coding = hasOwnCodes() && m_source.header().frame.size.pixelCount() <= kOptimizedPixels;
         if (from().progressive_mode)
             jpeg_simple_progression(&to());
     }
@@ -226,6 +230,23 @@ private:
             if (table)
                 transpose(*table);
         }
+    }
+
+    // Whether the source was coded with other Huffman tables than the usual ones, which the compressor has
+    // got by default.
+    bool hasOwnCodes()
+    {
+        for (std::size_t i = 0; i < 2; ++i) {
+            if (differ(from().dc_huff_tbl_ptrs[i], to().dc_huff_tbl_ptrs[i])
+                || differ(from().ac_huff_tbl_ptrs[i], to().ac_huff_tbl_ptrs[i]))
+                return true;
+        }
+        return false;
+    }
+
+    static bool differ(JHUFF_TBL const* a, JHUFF_TBL const* b)
+    {
+        return a && b && !std::ranges::equal(a->bits, b->bits);
     }
 
     // Restarts after whole rows of units stay so.

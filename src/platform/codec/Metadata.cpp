@@ -231,11 +231,11 @@ bool Metadata::apply(PropertyChanges const& changes)
             iptcEdited = true;
         }
     }
-    if (exifEdited) {
+    auto const turnedBefore = orientation();
+    if (exifEdited)
         edit().replaceExif(editor.finish());
-        if (!m_state->xmp.empty())
-            setXmpInteger(edit().xmp, "tiff:Orientation", orientation());
-    }
+    if (orientation() != turnedBefore && !m_state->xmp.empty())
+        setXmpInteger(edit().xmp, "tiff:Orientation", orientation());
     return exifEdited || iptcEdited;
 }
 

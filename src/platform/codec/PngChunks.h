@@ -21,7 +21,7 @@ constexpr FourCC kGamma("gAMA"), kChromaticities("cHRM"), kSrgb("sRGB"), kProfil
 constexpr FourCC kCodingPoints("cICP");
 constexpr FourCC kText("tEXt"), kCompressedText("zTXt"), kInternationalText("iTXt");
 constexpr FourCC kAnimation("acTL"), kFrame("fcTL");
-constexpr FourCC kAppleVariant("CgBI");
+constexpr FourCC kPrivateVariant("CgBI");
 } // namespace pngType
 
 /// What a chunk is good for, as far as velk edits it. Only its content tells this of a text chunk.

@@ -10,6 +10,8 @@ namespace velk::codec {
 
 namespace {
 
+constexpr std::size_t kMaximumResources = 64 * 1024 * 1024;
+
 std::function<bool(PngChunk const&)> hasType(FourCC type)
 {
     return [type](PngChunk const& chunk) { return chunk.type == type; };
@@ -56,13 +58,25 @@ void addColorEdits(std::vector<PngEdit>& edits, PropertyChanges const& changes)
     }
 }
 
+// The image resources that the file's IPTC stands among.
+Bytes photoshopResources(PngSource const& source)
+{
+    auto const found = std::ranges::find(source.chunks().chunks, PngRole::Iptc, &PngChunk::role);
+    if (found == source.chunks().chunks.end())
+        return {};
+    auto const data = readPngChunk(source.file(), *found);
+    std::size_t budget = kMaximumResources;
+    auto const text = data ? parsePngText(found->type, data->bytes, budget) : std::nullopt;
+    return text ? decodeRawProfile(text->text) : Bytes();
+}
+
 // A block that is as it was stays in its chunk, but Exif leaves the hexadecimal text of old for good.
 void addMetadataEdits(std::vector<PngEdit>& edits, Metadata const& metadata, PngSource const& source)
 {
     bool const hasLegacyExif = std::ranges::any_of(source.chunks().chunks,
         [](auto& chunk) { return chunk.role == PngRole::Exif && chunk.type != pngType::kExif; });
     if (auto const exif = metadata.exif(); hasLegacyExif || exif != source.metadata().exif()) {
-        edits.push_back({hasRole(PngRole::Exif), {}, PngPlace::BeforeData});
+        edits.push_back({hasRole(PngRole::Exif), {}, PngPlace::Anywhere});
         appendPngExif(edits.back().chunks, exif);
     }
     if (auto const xmp = metadata.xmp(); xmp != source.metadata().xmp()) {
@@ -72,8 +86,9 @@ void addMetadataEdits(std::vector<PngEdit>& edits, Metadata const& metadata, Png
     }
     if (auto const iptc = metadata.iptc(); iptc != source.metadata().iptc()) {
         edits.push_back({hasRole(PngRole::Iptc), {}, PngPlace::Anywhere});
-        if (!iptc.empty())
-            appendRawProfile(edits.back().chunks, "iptc", resourcesWithIptc(iptc));
+        auto const resources = resourcesWithIptc(iptc, photoshopResources(source));
+        if (!resources.empty())
+            appendRawProfile(edits.back().chunks, "iptc", resources);
     }
 }
 

@@ -18,6 +18,7 @@ namespace {
 constexpr std::uint64_t kLargestExpansion = 1032;
 // An interlaced image is held whole; beyond this its data must be able to fill it.
 constexpr std::uint64_t kUncheckedImageBytes = 64 * 1024 * 1024;
+constexpr std::size_t kCutFileReadSize = 16;
 constexpr std::size_t kReadBufferSize = 128 * 1024;
 
 // Decodes with libpng, which is given a clean stream: header, palette and transparent colour as they were
@@ -109,6 +110,10 @@ private:
         png_set_option(m_png, PNG_IGNORE_ADLER32, PNG_OPTION_ON);
         // Some writers declare a smaller window than they use.
         png_set_option(m_png, PNG_MAXIMUM_INFLATE_WINDOW, PNG_OPTION_ON);
+        // libpng decodes nothing of a block that it could not read whole; of a file that was cut, the last
+        // bytes shall count.
+        if (m_source->chunks().chunks.back().type == pngType::kData)
+            png_set_compression_buffer_size(m_png, kCutFileReadSize);
         png_read_info(m_png, m_info);
         setTransformations();
         m_passes = png_set_interlace_handling(m_png);

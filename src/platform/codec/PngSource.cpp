@@ -64,8 +64,8 @@ private:
     {
         m_source.m_chunks = TRY(listPngChunks(m_source.file()));
         auto const& chunks = m_source.m_chunks.chunks;
-        if (!chunks.empty() && chunks.front().type == pngType::kAppleVariant)
-            return fail("it is in Apple's private variant of PNG for applications");
+        if (!chunks.empty() && chunks.front().type == pngType::kPrivateVariant)
+            return fail("it is in a private variant of PNG (CgBI)");
         if (chunks.empty() || chunks.front().type != pngType::kHeader)
             return fail("the PNG header is missing");
         auto const data = TRY(readPngChunk(m_source.file(), chunks.front()));
@@ -157,7 +157,6 @@ private:
         auto profile = inflateZlib(data.subspan(std::min(zero + 2, data.size())), m_inflateBudget);
         if (!profile)
             return warn("the colour profile is damaged and ignored");
-        m_inflateBudget -= profile->size();
         m_profile = std::make_shared<Bytes const>(std::move(*profile));
     }
 
@@ -343,7 +342,7 @@ PngSource::PngSource(InputFile file)
 
 Result<std::shared_ptr<ImageSource>> PngSource::open(InputFile file)
 {
-    std::shared_ptr<PngSource> source(new PngSource(std::move(file)));
+    auto source = std::make_shared<PngSource>(std::move(file));
     TRY(PngInspector(*source).inspect());
     return source;
 }

@@ -14,6 +14,8 @@ enum class PngProblem : unsigned { AncillaryChunk = 1, PixelData = 2, PaletteInd
 class PngSource final : public ImageSource {
 public:
     static Result<std::shared_ptr<ImageSource>> open(InputFile file);
+    /// Not yet described; for `open`.
+    explicit PngSource(InputFile file);
 
     PngHeader const& header() const { return m_header; }
     PngChunkList const& chunks() const { return m_chunks; }
@@ -29,7 +31,6 @@ public:
 
 private:
     friend class PngInspector;
-    explicit PngSource(InputFile file);
 
     PngHeader m_header;
     PngChunkList m_chunks;

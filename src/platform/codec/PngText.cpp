@@ -66,15 +66,6 @@ std::optional<ByteSpan> takeZeroTerminated(ByteSpan& data)
     return part;
 }
 
-std::optional<Bytes> inflateWithin(ByteSpan compressed, std::size_t& budget)
-{
-    auto text = inflateZlib(compressed, budget);
-    if (!text)
-        return std::nullopt;
-    budget -= text->size();
-    return std::move(*text);
-}
-
 // iTXt: compression flag and method, language, translated keyword, UTF-8 text.
 std::optional<std::string> parseInternationalText(ByteSpan data, std::size_t& budget)
 {
@@ -86,7 +77,7 @@ std::optional<std::string> parseInternationalText(ByteSpan data, std::size_t& bu
         return std::nullopt;
     Bytes inflated;
     if (isCompressed) {
-        auto text = inflateWithin(data, budget);
+        auto text = inflateZlib(data, budget);
         if (!text)
             return std::nullopt;
         inflated = std::move(*text);
@@ -99,7 +90,7 @@ std::optional<std::string> parseCompressedText(ByteSpan data, std::size_t& budge
 {
     if (data.empty() || data[0] != 0)
         return std::nullopt;
-    auto const text = inflateWithin(data.subspan(1), budget);
+    auto const text = inflateZlib(data.subspan(1), budget);
     return text ? std::optional(latin1ToUtf8(*text)) : std::nullopt;
 }
 
@@ -126,8 +117,9 @@ std::optional<std::uint8_t> hexDigit(char digit)
 
 } // namespace
 
-Result<Bytes> inflateZlib(ByteSpan compressed, std::size_t limit)
+Result<Bytes> inflateZlib(ByteSpan compressed, std::size_t& budget)
 {
+    auto const limit = budget;
     z_stream stream = {};
     if (compressed.size() > kMaximumStep || inflateInit(&stream) != Z_OK)
         return fail("not enough memory");
@@ -145,6 +137,7 @@ Result<Bytes> inflateZlib(ByteSpan compressed, std::size_t limit)
     }
     result.resize(stream.total_out);
     inflateEnd(&stream);
+    budget -= result.size();
     if (status != Z_STREAM_END)
         return fail("compressed data is damaged or too long");
     return result;
@@ -250,39 +243,70 @@ void appendRawProfile(Bytes& to, std::string_view name, ByteSpan block)
     appendPngChunk(to, pngType::kCompressedText, data);
 }
 
-// A resource is "8BIM", a 16-bit number, a Pascal string and a 32-bit length with data, both padded to even.
-ByteSpan iptcInResources(ByteSpan block)
+namespace {
+
+constexpr std::uint16_t kIptcResource = 0x0404;
+
+// "8BIM", a 16-bit number, a Pascal string and a 32-bit length with data, both padded to even.
+struct PhotoshopResource {
+    std::uint16_t number;
+    ByteSpan data;
+    ByteSpan whole;
+};
+
+std::optional<PhotoshopResource> takeResource(ByteSpan& block)
+{
+    if (!startsWith(block, "8BIM") || block.size() < 12)
+        return std::nullopt;
+    std::size_t const nameSize = (block[6] + 2u) & ~1u;
+    auto const start = 6 + nameSize + 4;
+    if (block.size() < start)
+        return std::nullopt;
+    auto const size = loadBE32(block.data() + start - 4);
+    if (size > block.size() - start)
+        return std::nullopt;
+    auto const end = std::min<std::size_t>(start + size + size % 2, block.size());
+    PhotoshopResource const resource {
+        loadBE16(block.data() + 4), block.subspan(start, size), block.first(end)};
+    block = block.subspan(end);
+    return resource;
+}
+
+ByteSpan withoutPhotoshopName(ByteSpan block)
 {
     constexpr std::string_view kPhotoshop("Photoshop 3.0\0", 14);
-    constexpr std::uint16_t kIptcResource = 0x0404;
-    if (startsWith(block, kPhotoshop))
-        block = block.subspan(kPhotoshop.size());
+    return startsWith(block, kPhotoshop) ? block.subspan(kPhotoshop.size()) : block;
+}
+
+} // namespace
+
+ByteSpan iptcInResources(ByteSpan block)
+{
+    block = withoutPhotoshopName(block);
     if (!startsWith(block, "8BIM"))
         return !block.empty() && block[0] == 0x1C ? block : ByteSpan();
-    while (startsWith(block, "8BIM") && block.size() >= 12) {
-        auto const number = loadBE16(block.data() + 4);
-        std::size_t const nameSize = (block[6] + 2u) & ~1u;
-        if (block.size() < 6 + nameSize + 4)
-            break;
-        auto const size = loadBE32(block.data() + 6 + nameSize);
-        block = block.subspan(6 + nameSize + 4);
-        if (size > block.size())
-            break;
-        if (number == kIptcResource)
-            return block.first(size);
-        block = block.subspan(std::min<std::size_t>(std::size_t {size} + size % 2, block.size()));
+    while (auto const resource = takeResource(block)) {
+        if (resource->number == kIptcResource)
+            return resource->data;
     }
     return {};
 }
 
-Bytes resourcesWithIptc(ByteSpan iim)
+Bytes resourcesWithIptc(ByteSpan iim, ByteSpan old)
 {
     Bytes resources;
-    append(resources, std::string_view("8BIM\x04\x04\0\0", 8));
-    appendBE32(resources, static_cast<std::uint32_t>(iim.size()));
-    append(resources, iim);
-    if (iim.size() % 2)
-        resources.push_back(0);
+    if (!iim.empty()) {
+        append(resources, std::string_view("8BIM\x04\x04\0\0", 8));
+        appendBE32(resources, static_cast<std::uint32_t>(iim.size()));
+        append(resources, iim);
+        if (iim.size() % 2)
+            resources.push_back(0);
+    }
+    old = withoutPhotoshopName(old);
+    while (auto const resource = takeResource(old)) {
+        if (resource->number != kIptcResource)
+            append(resources, resource->whole);
+    }
     return resources;
 }
 

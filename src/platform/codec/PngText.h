@@ -20,13 +20,14 @@ struct PngText {
     std::string text;
 };
 
-/// Inflates a zlib stream. Errors: it is damaged, or there would be more than `limit` bytes.
-Result<Bytes> inflateZlib(ByteSpan compressed, std::size_t limit);
+/// Inflates a zlib stream to at most `budget` bytes, and takes what it inflated off the budget, so that many
+/// small streams cannot cost more than one. Errors: the stream is damaged, or the budget too small.
+Result<Bytes> inflateZlib(ByteSpan compressed, std::size_t& budget);
 /// A zlib stream of small data, well compressed.
 Bytes deflateZlib(ByteSpan data);
 
-/// The content of a tEXt, zTXt or iTXt chunk (PNG, third edition, 11.3.3). Nothing when it is malformed or
-/// inflates to more than `inflateBudget` bytes; what it inflates is taken off the budget.
+/// The content of a tEXt, zTXt or iTXt chunk (PNG, third edition, 11.3.3); nothing when it is malformed. For
+/// `inflateBudget` see `inflateZlib`.
 std::optional<PngText> parsePngText(FourCC type, ByteSpan data, std::size_t& inflateBudget);
 /// Appends a text chunk: tEXt where Latin-1 can say it, else iTXt. A keyword that PNG does not allow adds
 /// nothing.
@@ -43,8 +44,9 @@ void appendRawProfile(Bytes& to, std::string_view name, ByteSpan block);
 /// IPTC-IIM data sets inside Photoshop image resources (resource 0x0404), or the block itself when it is
 /// plain IIM.
 ByteSpan iptcInResources(ByteSpan block);
-/// IPTC-IIM data sets as a Photoshop image resource.
-Bytes resourcesWithIptc(ByteSpan iim);
+/// Photoshop image resources with these IPTC-IIM data sets (none where they are empty), and with whatever
+/// else `old` holds.
+Bytes resourcesWithIptc(ByteSpan iim, ByteSpan old = {});
 
 std::string latin1ToUtf8(ByteSpan text);
 /// Nothing when the text has characters that Latin-1 lacks, or is not UTF-8.

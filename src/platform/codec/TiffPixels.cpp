@@ -416,7 +416,7 @@ Result<PixelPlan> planPixels(
     if (structure.photometric == Photometric::ItuLab)
         plan.decodeRange = ituRange(reader, directory);
     plan.format.componentType = TRY(componentTypeFor(plan));
-    plan.bitsPerComponent = std::min(plan.bitsPerSample, 32);
+    plan.bitsPerComponent = plan.bitsPerSample > 16 ? 32 : plan.bitsPerSample;
     return plan;
 }
 

@@ -17,7 +17,7 @@ struct RgbShape {
     std::array<std::array<double, 3>, 3> toXyz;
 };
 
-/// Converts 8-bit RGB of one matrix/TRC profile into that of another, three times as fast as the general way.
+/// Converts 8-bit RGB of one matrix/TRC profile into that of another, four times as fast as the general way.
 /// Pixels have `inChannels` and `outChannels` bytes, of which the first three are converted and the rest left
 /// alone. Nothing when the target cannot be inverted.
 std::optional<RowKernel> matrixShaper(

@@ -1,5 +1,7 @@
 #include "platform/graphics/PixelBuffer.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -9,6 +11,21 @@ namespace velk::graphics {
 namespace {
 
 constexpr std::size_t kAlignment = 64;
+
+// Memory for a photo costs more time to map in small pages than to fill, and a walk down its columns needs a
+// page a row, so large buffers ask for huge pages.
+constexpr std::size_t kHugePage = std::size_t {2} << 20;
+
+std::uint8_t* allocate(std::size_t bytes)
+{
+    if (bytes < 2 * kHugePage)
+        return static_cast<std::uint8_t*>(std::aligned_alloc(kAlignment, bytes));
+    auto const whole = (bytes + kHugePage - 1) / kHugePage * kHugePage;
+    auto* const memory = std::aligned_alloc(kHugePage, whole);
+    if (memory)
+        ::madvise(memory, whole, MADV_HUGEPAGE); // only a wish: failure changes nothing
+    return static_cast<std::uint8_t*>(memory);
+}
 
 class BufferRows final : public RowSource {
 public:
@@ -44,7 +61,7 @@ Result<PixelBuffer> PixelBuffer::create(PixelLayout layout)
     buffer.m_stride = (layout.rowBytes() + kAlignment - 1) / kAlignment * kAlignment;
     buffer.m_layout = std::move(layout);
     auto const bytes = buffer.m_stride * static_cast<std::size_t>(buffer.m_layout.size.height) + kAlignment;
-    auto* const pixels = static_cast<std::uint8_t*>(std::aligned_alloc(kAlignment, bytes));
+    auto* const pixels = allocate(bytes);
     if (!pixels)
         return fail("out of memory");
     buffer.m_pixels.reset(pixels);

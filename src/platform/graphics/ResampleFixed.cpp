@@ -1,5 +1,7 @@
 #include "platform/graphics/ResampleFixed.h"
 
+#include "platform/graphics/Premultiplied.h"
+
 #include <algorithm>
 #include <array>
 #include <cassert>
@@ -326,16 +328,6 @@ namespace {
 std::size_t roundUp(std::size_t value, std::size_t step)
 {
     return (value + step - 1) / step * step;
-}
-
-// Ringing may leave a colour above its alpha, which no premultiplied pixel has.
-void limitToAlpha(std::uint8_t* row, std::size_t pixels, std::size_t channels)
-{
-    for (std::size_t x = 0; x < pixels; ++x, row += channels) {
-        auto const alpha = row[channels - 1];
-        for (std::size_t channel = 0; channel + 1 < channels; ++channel)
-            row[channel] = std::min(row[channel], alpha);
-    }
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "platform/graphics/ResampleFloat.h"
 
+#include "platform/graphics/Premultiplied.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -74,15 +76,6 @@ void toFloats(std::uint8_t const* from, std::size_t count, float scale, float* t
         Component value;
         std::memcpy(&value, from + i * sizeof(Component), sizeof(value));
         to[i] = static_cast<float>(value) * scale;
-    }
-}
-
-void limitToAlpha(float* row, std::size_t pixels, std::size_t channels)
-{
-    for (std::size_t x = 0; x < pixels; ++x, row += channels) {
-        auto const alpha = row[channels - 1];
-        for (std::size_t channel = 0; channel + 1 < channels; ++channel)
-            row[channel] = std::min(row[channel], alpha);
     }
 }
 
