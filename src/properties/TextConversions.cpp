@@ -1,5 +1,7 @@
 #include "properties/TextConversions.h"
 
+#include "base/TextEncoding.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -15,11 +17,6 @@ constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
 bool isPrintableAscii(std::uint32_t byte)
 {
     return byte >= 0x20 && byte <= 0x7E;
-}
-
-bool isAscii(std::string_view text)
-{
-    return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
 // The number at the start of `text`, clamped; 0 when there is none.
