@@ -58,10 +58,11 @@ double valueNoise(double x, double y, std::uint32_t seed)
     return std::lerp(top, bottom, ty);
 }
 
-double fractalNoise(double x, double y, int octaves, std::uint32_t seed)
+// Sum of octaves of noise; each has `persistence` times the weight of the one before.
+double fractalNoise(double x, double y, int octaves, std::uint32_t seed, double persistence = 0.5)
 {
     double sum = 0, weight = 0.5;
-    for (int octave = 0; octave < octaves; ++octave, weight /= 2, x = x * 2 + 17.3, y = y * 2 + 5.1)
+    for (int octave = 0; octave < octaves; ++octave, weight *= persistence, x = x * 2 + 17.3, y = y * 2 + 5.1)
         sum += weight * valueNoise(x, y, seed + static_cast<std::uint32_t>(octave));
     return sum;
 }
@@ -98,8 +99,8 @@ Color landscape(double u, double v)
             ridge.height + ridge.roughness * (fractalNoise(u * ridge.frequency, 0.5, 9, seed) - 0.5);
         if (v > top) {
             auto const depth = std::clamp((v - top) * 5, 0.0, 1.0);
-            auto const texture = fractalNoise(u * 60, v * 90, 7, seed + 7);
-            auto const light = 0.65 + 0.7 * texture;
+            auto const texture = fractalNoise(u * 60, v * 90, 7, seed + 7, 0.72);
+            auto const light = 0.55 + 0.5 * texture;
             color = mix(ridge.far, ridge.near, depth);
             std::ranges::for_each(color, [&](double& channel) { channel *= light; });
         }
@@ -124,7 +125,7 @@ void paintRow(PixelBuffer& buffer, int y)
     for (int x = 0; x < buffer.size().width; ++x, pixel += 3) {
         auto const color = landscape((x + 0.5) / height, (y + 0.5) / height);
         for (std::uint32_t channel = 0; channel < 3; ++channel) {
-            auto const value = color[channel] * 255 + 9 * grain(x, y, 900 + channel);
+            auto const value = color[channel] * 255 + 36 * grain(x, y, 900 + channel);
             pixel[channel] = static_cast<std::uint8_t>(std::clamp(value + 0.5, 0.0, 255.0));
         }
     }
@@ -152,6 +153,7 @@ Result<void> makePhoto(Size size, std::string const& path, std::string const& pr
     PropertyDictionary properties;
     set(properties, codec::key::kDpiWidth, 300.0F);
     set(properties, codec::key::kDpiHeight, 300.0F);
+    set(properties, codec::key::kLossyCompressionQuality, 0.89F);
     auto& tiff = subDictionary(properties, codec::key::kTiff);
     set(tiff, "Make", "Velk");
     set(tiff, "Model", "Landscape painter");
