@@ -88,13 +88,11 @@ TEST(ReadAhead, StopsWhenItsReaderIsDone)
     for (int i = 0; i < 50; ++i) {
         {
             auto const rows = readAhead(watchedRows(source, rowsRead));
-            if (i % 2)
+            if (i % 2) {
                 ASSERT_TRUE(rows->read({row.data(), row.size(), 1}));
+            }
         }
-        if (i % 2 == 0)
-            EXPECT_EQ(rowsRead, 0) << "nothing may be computed before rows are read";
-        else
-            EXPECT_LT(rowsRead, 900) << "the rest is not wanted";
+        EXPECT_LT(rowsRead, i % 2 ? 900 : 1) << "more is read than is wanted";
         rowsRead = 0;
     }
 }

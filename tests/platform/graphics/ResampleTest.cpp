@@ -62,15 +62,34 @@ std::vector<Tap> tapsOf(double origin, double extent, int target, int length, in
 // The definition of resampling, in double precision and without any cleverness.
 PixelBufferPointer resampledByDefinition(PixelBufferPointer const& pixels, FloatRect area, Size target)
 {
+    auto const size = pixels->size();
     auto format = pixels->format();
     if (format.componentType == ComponentType::UInt16)
         format.componentType = ComponentType::UInt8;
+    auto const channels = static_cast<std::size_t>(format.channels());
+    auto const index = [&](int x, int y, std::size_t channel) {
+        return (static_cast<std::size_t>(y) * static_cast<std::size_t>(size.width)
+                   + static_cast<std::size_t>(x))
+            * channels
+            + channel;
+    };
+    std::vector<double> filtered(index(0, target.height, 0));
+    for (int y = 0; y < target.height; ++y) {
+        for (auto const& row : tapsOf(area.y, area.height, target.height, size.height, y)) {
+            for (int x = 0; x < size.width; ++x) {
+                for (std::size_t channel = 0; channel < channels; ++channel)
+                    filtered[index(x, y, channel)] +=
+                        row.weight * component(*pixels, x, row.at, static_cast<int>(channel));
+            }
+        }
+    }
+    std::vector<std::vector<Tap>> columns;
+    for (int x = 0; x < target.width; ++x)
+        columns.push_back(tapsOf(area.x, area.width, target.width, size.width, x));
     return paint(target, format, [&](int x, int y, int channel) {
         double sum = 0;
-        for (auto const& row : tapsOf(area.y, area.height, target.height, pixels->size().height, y)) {
-            for (auto const& column : tapsOf(area.x, area.width, target.width, pixels->size().width, x))
-                sum += row.weight * column.weight * component(*pixels, column.at, row.at, channel);
-        }
+        for (auto const& column : columns[static_cast<std::size_t>(x)])
+            sum += column.weight * filtered[index(column.at, y, static_cast<std::size_t>(channel))];
         return sum;
     });
 }
@@ -81,6 +100,13 @@ PixelBufferPointer noise(Size size, PixelFormat format)
         state = state * 1664525U + 1013904223U;
         return (state >> 24) / 255.0;
     });
+}
+
+// The definition above is painted, and so within 0..1; Float32 results overshoot.
+PixelBufferPointer clamped(PixelBuffer const& pixels)
+{
+    return paint(pixels.size(), pixels.format(),
+        [&](int x, int y, int channel) { return component(pixels, x, y, channel); });
 }
 
 } // namespace
@@ -103,19 +129,19 @@ TEST(Resample, FollowsTheDefinitionOnEveryMachine)
         {{1, 1}, {0, 0, 1, 1}, {4, 3}},
         {{3, 2}, {0, 0, 3, 2}, {2, 2}},
     };
-    onEveryTarget([&] {
-        for (auto format : variousFormats()) {
-            format.alpha = Alpha::None;
+    for (auto const type : {ComponentType::UInt8, ComponentType::UInt16, ComponentType::Float32}) {
+        for (auto const model : {ColorModel::Gray, ColorModel::RGB, ColorModel::CMYK}) {
             for (auto const& c : cases) {
-                auto const source = noise(c.from, format);
+                auto const source = noise(c.from, {type, model, Alpha::None});
                 auto const expected = resampledByDefinition(source, c.area, c.to);
-                auto const actual = collect(resample(rowsOf(source), c.area, c.to));
-                // Float32 overshoots, and the painted expectation does not.
-                if (format.componentType != ComponentType::Float32)
+                auto const compare = [&] {
+                    auto const actual = clamped(*collect(resample(rowsOf(source), c.area, c.to)));
                     EXPECT_LE(largestDifference(*actual, *expected), 1.01 / 255) << c.to.width << " wide";
+                };
+                onEveryTarget(compare);
             }
         }
-    });
+    }
 }
 
 TEST(Resample, KeepsFloatValuesThatLieOutsideTheRange)
@@ -142,9 +168,8 @@ TEST(Resample, ComputesTheSameBytesOnEveryMachine)
                 PixelBufferPointer first;
                 onEveryTarget([&] {
                     auto const result = resized(source, target);
-                    if (first)
-                        EXPECT_EQ(largestDifference(*result, *first), 0);
-                    first = result;
+                    first = first ? first : result;
+                    EXPECT_EQ(largestDifference(*result, *first), 0);
                 });
             }
         }
@@ -182,7 +207,7 @@ TEST(Resample, LeavesNoMoireOnAZonePlate)
             auto const dy = y - kSide / 2;
             return 0.5 + 0.5 * std::cos(std::numbers::pi / kSide * (dx * dx + dy * dy));
         });
-    for (auto const side : {120, 133, 60}) {
+    for (auto const side : {120, 133, 60, 30}) {
         auto const result = resized(source, {side, side});
         auto const limit = side / 2.0 * side / kSide; // the radius, in result pixels, of the finest ring left
         double largest = 0;
@@ -191,7 +216,7 @@ TEST(Resample, LeavesNoMoireOnAZonePlate)
                 auto const farX = std::abs(x - side / 2);
                 auto const farY = std::abs(y - side / 2);
                 // The outermost rings of the source are aliased themselves.
-                if (std::max(farX, farY) > 1.6 * limit && std::max(farX, farY) < 0.8 * side / 2)
+                if (std::max(farX, farY) > 3 * limit && std::max(farX, farY) < 0.95 * side / 2)
                     largest = std::max(largest, std::abs(component(*result, x, y, 0) - 0.5));
             }
         }
