@@ -28,10 +28,10 @@ constexpr std::int64_t kLargestCoordinate = std::numeric_limits<std::int32_t>::m
 Result<void> readComponents(ByteSpan fields, Jpeg2000Codestream& codestream)
 {
     std::size_t const count = loadBE16(&fields[kSizeFixedLength - 2]);
-    if (count == 0 || fields.size() < kSizeFixedLength + 3 * count)
-        return fail("the JPEG 2000 header is damaged");
     if (count > kMaximumComponents)
         return fail("images of {} components are not supported", count);
+    if (count == 0 || fields.size() < kSizeFixedLength + 3 * count)
+        return fail("the JPEG 2000 header is damaged");
     for (std::size_t i = 0; i < count; ++i) {
         auto const* field = &fields[kSizeFixedLength + 3 * i];
         Jpeg2000Component const component {.bits = (field[0] & 0x7F) + 1,

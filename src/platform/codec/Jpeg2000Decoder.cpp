@@ -9,14 +9,14 @@ Jpeg2000Decoder::Jpeg2000Decoder(InputFile const& file, Jpeg2000Codestream const
 }
 
 Result<std::unique_ptr<Jpeg2000Decoder>> Jpeg2000Decoder::open(
-    InputFile const& file, Jpeg2000Codestream const& codestream, int reduction)
+    InputFile const& file, Jpeg2000Codestream const& codestream, int reduction, Jpeg2000Care care)
 {
     std::unique_ptr<Jpeg2000Decoder> decoder(new Jpeg2000Decoder(file, codestream));
-    TRY(decoder->start(reduction));
+    TRY(decoder->start(reduction, care));
     return decoder;
 }
 
-Result<void> Jpeg2000Decoder::start(int reduction)
+Result<void> Jpeg2000Decoder::start(int reduction, Jpeg2000Care care)
 {
     m_stream = openjpeg::openInput(m_range);
     m_codec.reset(opj_create_decompress(OPJ_CODEC_J2K));
@@ -27,10 +27,10 @@ Result<void> Jpeg2000Decoder::start(int reduction)
     opj_set_default_decoder_parameters(&parameters);
     parameters.cp_reduce = static_cast<OPJ_UINT32>(reduction);
     opj_image_t* image = nullptr;
-    // Not strict: of a truncated tile, what is there is decoded.
+    bool const isStrict = care == Jpeg2000Care::Strict;
     bool const isOpen = opj_setup_decoder(m_codec.get(), &parameters)
-        && opj_decoder_set_strict_mode(m_codec.get(), OPJ_FALSE)
-        && opj_codec_set_threads(m_codec.get(), openjpeg::kThreads)
+        && opj_decoder_set_strict_mode(m_codec.get(), isStrict)
+        && opj_codec_set_threads(m_codec.get(), isStrict ? openjpeg::kThreads : 0)
         && opj_read_header(m_stream.get(), m_codec.get(), &image);
     m_image.reset(image);
     if (!isOpen || !m_image || m_image->numcomps != m_codestream.components.size())

@@ -1,6 +1,7 @@
 #include "platform/codec/Jpeg2000Rows.h"
 
 #include "platform/codec/Jpeg2000Decoder.h"
+#include "platform/codec/Jpeg2000Sandbox.h"
 
 #include <algorithm>
 #include <cmath>
@@ -18,6 +19,7 @@ constexpr std::int64_t kLargestDecode = 256 << 20;
 constexpr std::int64_t kStripBytes = 64 << 20;
 // Code blocks are seldom higher.
 constexpr std::int64_t kStripAlignment = 64;
+constexpr int kMaximumRestarts = 16;
 
 // A grid coordinate in samples that lie `step` grid points apart, halved `reduction` times.
 std::int64_t reduced(std::int64_t grid, int step, int reduction)
@@ -158,9 +160,9 @@ public:
     {
     }
 
-    Result<void> start()
+    Result<void> start(Jpeg2000Care care = Jpeg2000Care::Strict)
     {
-        m_decoder = TRY(Jpeg2000Decoder::open(m_source->file(), m_codestream, m_plan.reduction));
+        m_decoder = TRY(Jpeg2000Decoder::open(m_source->file(), m_codestream, m_plan.reduction, care));
         return {};
     }
 
@@ -203,7 +205,7 @@ private:
         TRY(m_plan.isTiled ? decodeTileRow(tileRow) : decodeStrip());
         if (!m_hasPixels && m_nextGridRow == m_plan.window.y1)
             return fail("the JPEG 2000 image data is damaged or missing");
-        if (m_isDamaged || m_decoder->hasDamage())
+        if (m_isDamaged)
             m_source->warnOfDamage();
         return {};
     }
@@ -214,28 +216,62 @@ private:
             auto const area = m_codestream.tile(column, tileRow);
             if (area.x1 <= m_plan.window.x0 || area.x0 >= m_plan.window.x1)
                 continue;
-            take(m_decoder->decodeTile(tileRow * m_codestream.tileColumns() + column), area);
+            if (m_needsRestart)
+                TRY(restart());
+            if (m_decoder)
+                decode(area, tileRow * m_codestream.tileColumns() + column);
         }
         return {};
+    }
+
+    // OpenJPEG is not to be used any more once a tile has failed. As a new decoder has to find its tile from
+    // the start of the codestream, there is an end to that.
+    Result<void> restart()
+    {
+        m_needsRestart = false;
+        m_decoder.reset();
+        return m_restarts++ < kMaximumRestarts ? start() : Result<void> {};
     }
 
     Result<void> decodeStrip()
     {
         bool const isFirst = m_band.y0 == m_plan.window.y0;
         // The decoder takes up another area only in an image of one tile.
-        if (!isFirst && m_codestream.tileColumns() * m_codestream.tileRows() > 1)
+        bool const isSpent = !isFirst && m_codestream.tileColumns() * m_codestream.tileRows() > 1;
+        if (m_needsRestart)
+            TRY(restart());
+        else if (isSpent && m_decoder)
             TRY(start());
-        take(m_decoder->decodeArea(m_band), m_band);
+        if (m_decoder)
+            decode(m_band, std::nullopt);
         return {};
     }
 
-    // Places what was decoded. What cannot be decoded stays blank.
-    void take(bool isDecoded, GridRect const& area)
+    // Decodes a tile, or just an area, into the band. What cannot be decoded stays blank.
+    void decode(GridRect const& area, std::optional<std::int64_t> tile)
     {
+        auto isDecoded = decodeAndPlace(area, tile);
+        m_needsRestart = !isDecoded || m_decoder->hasDamage();
+        m_isDamaged = m_isDamaged || m_needsRestart;
+        if (!isDecoded)
+            isDecoded = runInSandbox(m_pixels, [&] { return salvage(area, tile); });
+        m_hasPixels = m_hasPixels || isDecoded;
+    }
+
+    // In the sandbox: the part that is left of a tile.
+    bool salvage(GridRect const& area, std::optional<std::int64_t> tile)
+    {
+        // Its threads are not here; it would wait for them for ever.
+        static_cast<void>(m_decoder.release());
+        return start(Jpeg2000Care::Daring) && decodeAndPlace(area, tile);
+    }
+
+    bool decodeAndPlace(GridRect const& area, std::optional<std::int64_t> tile)
+    {
+        bool const isDecoded = tile ? m_decoder->decodeTile(*tile) : m_decoder->decodeArea(area);
         if (isDecoded)
             place(area);
-        m_hasPixels = m_hasPixels || isDecoded;
-        m_isDamaged = m_isDamaged || !isDecoded;
+        return isDecoded;
     }
 
     void place(GridRect const& area)
@@ -301,6 +337,8 @@ private:
     std::int64_t m_nextGridRow;
     bool m_hasPixels = false;
     bool m_isDamaged = false;
+    bool m_needsRestart = false;
+    int m_restarts = 0;
 };
 
 FloatRect areaOf(Jpeg2000Codestream const& codestream, DecodePlan const& plan, Size size)
