@@ -68,10 +68,10 @@ TEST(Conversion, EveryFormatCarriesWhatItHasRoomFor)
             ASSERT_TRUE(exif) << keyword;
             EXPECT_EQ(*exif, *findDictionary(before, codec::key::kExif)) << keyword;
         }
-        if (codec->carries.xmp)
-            EXPECT_NE(source->metadata().xmp().find("attic"), std::string::npos) << keyword;
-        if (codec->carries.profile)
-            EXPECT_TRUE(equalBytes(source->image().space().profile(), extras.profile)) << keyword;
+        bool const hasXmp = source->metadata().xmp().find("attic") != std::string::npos;
+        EXPECT_EQ(hasXmp, codec->carries.xmp) << keyword;
+        bool const hasProfile = equalBytes(source->image().space().profile(), extras.profile);
+        EXPECT_EQ(hasProfile, codec->carries.profile) << keyword;
         if (codec->carries.resolution) {
             auto const dpi = source->resolution();
             ASSERT_TRUE(dpi) << keyword;

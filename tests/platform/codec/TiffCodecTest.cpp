@@ -21,7 +21,7 @@ PixelBufferPointer quantized(Size size, int bits)
         [=](int x, int y, int) { return (x * 3 + y) % (levels + 1) / static_cast<double>(levels); });
 }
 
-std::shared_ptr<ImageSource> opened(std::string const& path)
+std::shared_ptr<ImageSource const> opened(std::string const& path)
 {
     return openImage(path).value();
 }

@@ -76,7 +76,7 @@ Result<void> rewritten(
 
 class TiffRewrite : public testing::Test {
 protected:
-    std::shared_ptr<ImageSource> open(ByteSpan bytes)
+    std::shared_ptr<ImageSource const> open(ByteSpan bytes)
     {
         writeBytes(m_directory / "in.tif", bytes);
         return openImage(m_directory / "in.tif").value();
@@ -171,7 +171,7 @@ TEST_F(TiffRewrite, ExifIsChangedEntryByEntry)
         EXPECT_EQ(result.first.find(tag::kGpsIfd), nullptr);
         EXPECT_EQ(codedData(out()), (std::vector<Bytes> {{1, 2, 3, 4}}));
     }
-    EXPECT_GE(tested, 2);
+    EXPECT_GE(tested, 4);
 }
 
 TEST_F(TiffRewrite, BlocksAreReplacedAndRemoved)
