@@ -1,5 +1,6 @@
 #include "platform/graphics/AffineRows.h"
 
+#include "platform/graphics/AffineGeometry.h"
 #include "platform/graphics/AffineSampling.h"
 #include "platform/graphics/PixelBuffer.h"
 #include "platform/graphics/Premultiplied.h"
@@ -10,7 +11,6 @@
 #include <cassert>
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <optional>
 
 namespace velk::graphics {
@@ -23,12 +23,14 @@ PixelLayout sizedLayout(PixelLayout layout, Size size)
     return layout;
 }
 
-// ---- The source in memory, with its edge pixels repeated around it, as far as it has been read.
+// The source in memory, with its edge pixels repeated around it, as far as it has been read.
 class PaddedPixels {
 public:
     static Result<PaddedPixels> create(PixelLayout const& layout)
     {
         auto padded = layout;
+        if (std::max(padded.size.width, padded.size.height) > kMaximumPixelCount / 2)
+            return fail("an image of this size cannot be rotated");
         padded.size.width += kLeft + kSampleMargin;
         padded.size.height += 2 * kSampleMargin;
         return PaddedPixels(layout, TRY(PixelBuffer::create(std::move(padded))));
@@ -94,135 +96,7 @@ private:
     PixelBuffer m_buffer;
 };
 
-// ---- Which pixels of a bitmap's row an image covers, and how far.
-
-struct Span {
-    std::int32_t begin = 0;
-    std::int32_t end = 0;
-
-    bool isEmpty() const { return begin >= end; }
-    Span within(Span other) const
-    {
-        auto const first = std::clamp(begin, other.begin, other.end);
-        return {first, std::clamp(end, first, other.end)};
-    }
-};
-
-// One coordinate of the source along a row of the bitmap: u = start + x * step at the centre of pixel x.
-struct Coordinate {
-    double start = 0;
-    double step = 0;
-    double length = 0; // of the source along this axis
-    double slope = 1; // source pixels for a bitmap pixel across the source's edges
-
-    double at(std::int32_t x) const { return start + x * step; }
-
-    // Bitmap pixels whose coordinate is from `margin` bitmap pixels inside the edges on; negative = outside.
-    Span where(double margin, std::int32_t width) const
-    {
-        auto low = margin * slope;
-        auto high = length - margin * slope;
-        if (high < low)
-            return {};
-        if (std::abs(step) < 1e-12)
-            return start >= low && start <= high ? Span {0, width} : Span {};
-        low = (low - start) / step;
-        high = (high - start) / step;
-        if (step < 0)
-            std::swap(low, high);
-        auto const limit = static_cast<double>(width);
-        return {static_cast<std::int32_t>(std::ceil(std::clamp(low, 0.0, limit))),
-            static_cast<std::int32_t>(std::floor(std::clamp(high, -1.0, limit - 1))) + 1};
-    }
-
-    double coverage(std::int32_t x) const
-    {
-        auto const u = at(x);
-        auto const fromStart = std::clamp(u / slope + 0.5, 0.0, 1.0);
-        auto const fromEnd = std::clamp((length - u) / slope + 0.5, 0.0, 1.0);
-        return std::max(0.0, fromStart + fromEnd - 1);
-    }
-
-    // In fixed point, counted from pixel centres, where samples of covered pixels may lie.
-    std::int64_t position(std::int32_t x) const
-    {
-        return std::llround(std::clamp(at(x) - 0.5, -1.0, length) * kSampleOne);
-    }
-    // A step that leaves the source at once may be any.
-    std::int64_t fixedStep() const
-    {
-        return std::llround(std::clamp(step, -kLongestStep, kLongestStep) * kSampleOne);
-    }
-
-    static constexpr double kLongestStep = 1 << 24;
-};
-
-struct RowGeometry {
-    Coordinate u;
-    Coordinate v;
-    Span touched; // covered at all
-    Span inside; // covered completely
-
-    SampleWalk walkFrom(std::int32_t x) const
-    {
-        return {u.position(x), v.position(x), u.fixedStep(), v.fixedStep()};
-    }
-};
-
-class Geometry {
-public:
-    Geometry(AffineTransform const& transform, Size source, Size bitmap)
-        : m_source(source)
-        , m_bitmap(bitmap)
-    {
-        auto const determinant = transform.a * transform.d - transform.b * transform.c;
-        assert(determinant != 0);
-        m_inverse.a = transform.d / determinant;
-        m_inverse.b = -transform.b / determinant;
-        m_inverse.c = -transform.c / determinant;
-        m_inverse.d = transform.a / determinant;
-        m_inverse.tx = -(transform.tx * m_inverse.a + transform.ty * m_inverse.c);
-        m_inverse.ty = -(transform.tx * m_inverse.b + transform.ty * m_inverse.d);
-    }
-
-    RowGeometry row(std::int32_t y) const
-    {
-        auto const centre = y + 0.5;
-        auto const& map = m_inverse;
-        RowGeometry row;
-        row.u = {map.a * 0.5 + map.c * centre + map.tx, map.a, static_cast<double>(m_source.width),
-            std::hypot(map.a, map.c)};
-        row.v = {map.b * 0.5 + map.d * centre + map.ty, map.b, static_cast<double>(m_source.height),
-            std::hypot(map.b, map.d)};
-        row.touched = row.u.where(-0.5, m_bitmap.width).within(row.v.where(-0.5, m_bitmap.width));
-        row.inside = row.u.where(0.5, m_bitmap.width).within(row.v.where(0.5, m_bitmap.width));
-        row.inside = row.inside.within(row.touched);
-        return row;
-    }
-
-    /// Rows of the source that these rows of the bitmap need, counted from the top.
-    std::int32_t sourceRowsFor(Span rows) const
-    {
-        double last = -1;
-        for (auto y = rows.begin; y < rows.end; ++y) {
-            auto const geometry = row(y);
-            if (!geometry.touched.isEmpty())
-                last = std::max(
-                    {last, geometry.v.at(geometry.touched.begin), geometry.v.at(geometry.touched.end - 1)});
-        }
-        if (last < 0)
-            return 0;
-        return static_cast<std::int32_t>(
-            std::min(last + kSampleMargin + 1, static_cast<double>(m_source.height)));
-    }
-
-private:
-    AffineTransform m_inverse;
-    Size m_source;
-    Size m_bitmap;
-};
-
-// ---- Pixels at the edge: a sample over the fill, by coverage.
+// Pixels at the edge: a sample over the fill, by coverage.
 
 void blendPixel(PixelFormat format, std::uint8_t const* sample, std::uint8_t const* fill, double coverage,
     std::uint8_t* to)
@@ -244,7 +118,7 @@ void blendPixel(PixelFormat format, std::uint8_t const* sample, std::uint8_t con
     }
 }
 
-// ---- The bitmap's rows, made in bands whose tiles are shared among threads. Tiles keep the part of the
+// The bitmap's rows, made in bands whose tiles are shared among threads. Tiles keep the part of the
 // source that a thread walks through within its cache.
 class AffineRows final : public RowSource {
 public:
@@ -276,13 +150,13 @@ private:
 
     Result<void> makeBand(std::int32_t y)
     {
-        m_band = {y, std::min(y + kBandRows, size().height)};
+        m_band = {y, y + std::min(kBandRows, size().height - y)};
         if (!m_pixels) {
             m_pixels = TRY(PaddedPixels::create(m_rows->layout()));
             m_pixelsOfBand.resize(rowBytes() * kBandRows);
         }
         TRY(m_pixels->readUntil(*m_rows, m_geometry.sourceRowsFor(m_band)));
-        auto const tiles = static_cast<std::size_t>((size().width + kTileColumns - 1) / kTileColumns);
+        auto const tiles = static_cast<std::size_t>((size().width - 1) / kTileColumns + 1);
         m_crew.run(tiles, [this](std::size_t tile) { makeTile(static_cast<std::int32_t>(tile)); });
         return {};
     }
@@ -290,13 +164,13 @@ private:
     void makeTile(std::int32_t tile)
     {
         auto const first = tile * kTileColumns;
-        Span const columns = {first, std::min(first + kTileColumns, size().width)};
+        Span const columns = {first, first + std::min(kTileColumns, size().width - first)};
         for (auto y = m_band.begin; y < m_band.end; ++y)
             makeTileRow(m_geometry.row(y), columns, bandRow(y));
     }
 
     //     columns:    | fill | edge | inside | edge | fill |
-    void makeTileRow(RowGeometry const& geometry, Span columns, std::uint8_t* row)
+    void makeTileRow(AffineRow const& geometry, Span columns, std::uint8_t* row)
     {
         auto const touched = geometry.touched.within(columns);
         auto const inside = geometry.inside.within(touched);
@@ -314,7 +188,7 @@ private:
             static_cast<std::size_t>(span.end - span.begin) * bytes);
     }
 
-    void sampleInside(RowGeometry const& geometry, Span span, std::uint8_t* row)
+    void sampleInside(AffineRow const& geometry, Span span, std::uint8_t* row)
     {
         if (span.isEmpty())
             return;
@@ -322,14 +196,14 @@ private:
         sample(geometry.walkFrom(span.begin), static_cast<std::size_t>(span.end - span.begin), to);
     }
 
-    void sampleEdge(RowGeometry const& geometry, Span span, std::uint8_t* row)
+    void sampleEdge(AffineRow const& geometry, Span span, std::uint8_t* row)
     {
         alignas(16) std::array<std::uint8_t, 32> pixel;
         auto const bytes = format().bytesPerPixel();
         for (auto x = span.begin; x < span.end; ++x) {
             sample(geometry.walkFrom(x), 1, pixel.data());
-            blendPixel(format(), pixel.data(), m_fillRow.data(),
-                geometry.u.coverage(x) * geometry.v.coverage(x), row + static_cast<std::size_t>(x) * bytes);
+            blendPixel(format(), pixel.data(), m_fillRow.data(), geometry.coverage(x),
+                row + static_cast<std::size_t>(x) * bytes);
         }
     }
 
@@ -346,7 +220,7 @@ private:
     }
 
     RowSourcePointer m_rows;
-    Geometry m_geometry;
+    AffineGeometry m_geometry;
     Bytes m_fillRow;
     std::optional<PaddedPixels> m_pixels;
     Span m_band;

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -102,6 +103,19 @@ TEST(AffineRows, InterpolatesAPictureAccurately)
                 }
             }
         }
+    }
+}
+
+TEST(AffineRows, LeavesNoSeamAtTheTopEdge)
+{
+    // The first touched row may see only what lies above the source's first row.
+    for (auto const scale : {0.4, 0.95, 1.0, 7.0}) {
+        AffineTransform const map = {.a = scale, .b = scale / 1000, .c = 0, .d = scale, .tx = 2, .ty = 31.7};
+        auto const result = drawn(white({40, 3}), map, {40, 60}, {255});
+        for (int y = 0; y < 60; ++y)
+            ASSERT_TRUE(std::all_of(result->row(y), result->row(y) + 40, [](int byte) {
+                return byte == 255;
+            })) << y;
     }
 }
 

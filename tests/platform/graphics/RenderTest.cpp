@@ -3,11 +3,14 @@
 #include "platform/graphics/Pipeline.h"
 #include "platform/graphics/PipelineTesting.h"
 #include "platform/graphics/Turn.h"
+#include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
 #include <numbers>
+#include <thread>
 
 namespace velk::test {
 
@@ -19,6 +22,7 @@ RenderRequest request(AffineTransform const& transform, Size size)
 {
     return {.transform = transform,
         .size = size,
+        .background = std::nullopt,
         .drawingSpace = ColorSpace::device(ColorModel::RGB),
         .tagSpace = ColorSpace::device(ColorModel::RGB)};
 }
@@ -257,7 +261,7 @@ TEST(Render, LooksPaletteColoursUp)
     EXPECT_EQ(drawn(source, request(AffineTransform::scale(0.5, 0.5), {6, 6}))->format(), PixelFormat {});
 }
 
-TEST(Render, KeepsTheSpaceThatTheResultIsLabelledWith)
+TEST(Render, DrawsGreyInTheDrawingSpace)
 {
     auto const source = photoLike({40, 30}, {ComponentType::UInt8, ColorModel::Gray});
     auto how = request(AffineTransform::scale(0.5, 0.5), {20, 15});
@@ -267,6 +271,63 @@ TEST(Render, KeepsTheSpaceThatTheResultIsLabelledWith)
     auto const pixel = pixelAt(result, 10, 7);
     EXPECT_EQ(pixel[0], pixel[1]);
     EXPECT_EQ(pixel[1], pixel[2]);
+}
+
+TEST(Render, ConvertsTheBackgroundIntoTheDrawingSpace)
+{
+    auto const profile = std::make_shared<Bytes const>(readBytes(dataFile("DisplayP3-v4.icc")));
+    auto how = request(AffineTransform::translation(1, 1), {6, 6});
+    how.drawingSpace = how.tagSpace = ColorSpace::withProfile(ColorModel::RGB, profile);
+    auto const source = paint({2, 2}, {}, [](int, int, int channel) { return channel == 0; });
+    how.background = {255, 0, 0};
+    auto const result = drawn(source, how);
+    EXPECT_EQ(pixelAt(result, 1, 4), (std::vector {255, 0, 0})) << "an uncalibrated picture is not converted";
+    auto const red = pixelAt(result, 5, 0);
+    EXPECT_NEAR(red[0], 234, 1);
+    EXPECT_NEAR(red[1], 51, 1);
+    EXPECT_NEAR(red[2], 35, 1);
+    how.background = {255, 255, 255};
+    EXPECT_EQ(pixelAt(drawn(source, how), 5, 0), (std::vector {255, 255, 255}));
+}
+
+TEST(Render, DrawsEveryComponentType)
+{
+    auto const s = std::sqrt(0.5);
+    AffineTransform const transforms[] = {AffineTransform::translation(3, 2),
+        AffineTransform::scale(0.6, 0.7), AffineTransform::scale(1.6, 1.7), {0, 1.5, -1.5, 0, 60, 0},
+        {s, s, -s, s, 20, -8}, {2 * s, s, -s, s, 20, -8}, {s / 3, s / 3, -s / 3, s / 3, 20, 0}};
+    for (auto const model : {ColorModel::Gray, ColorModel::RGB, ColorModel::CMYK}) {
+        for (auto const& transform : transforms) {
+            auto how = request(transform, {60, 40});
+            how.drawingSpace = how.tagSpace = ColorSpace::device(model);
+            auto const picture = [&](ComponentType type) {
+                return photoLike({40, 30}, {type, model, Alpha::None});
+            };
+            auto const bytes = drawn(picture(ComponentType::UInt8), how);
+            auto const deep = drawn(picture(ComponentType::UInt16), how);
+            EXPECT_EQ(deep->format().componentType, ComponentType::UInt8);
+            EXPECT_LE(largestDifference(*bytes, *deep), 2.01 / 255);
+            how.componentType = ComponentType::Float32;
+            auto const real = drawn(picture(ComponentType::Float32), how);
+            EXPECT_EQ(real->format().componentType, ComponentType::Float32);
+            EXPECT_LE(largestDifference(*bytes, *real), 2.5 / 255);
+        }
+    }
+}
+
+TEST(Render, CanBeReadAgainAndByManyAtATime)
+{
+    auto const s = std::sqrt(0.5);
+    auto const image =
+        render(Image(photoLike({300, 200}, {})), request({s, s, -s, s, 150, -20}, {360, 320})).value();
+    auto const once = collect(image);
+    std::vector<std::thread> readers;
+    std::atomic<int> equal = 0;
+    for (int i = 0; i < 4; ++i)
+        readers.emplace_back([&] { equal += largestDifference(*collect(image), *once) == 0; });
+    for (auto& reader : readers)
+        reader.join();
+    EXPECT_EQ(equal, 4);
 }
 
 TEST(Render, DrawsNothingWhereTheImageIsNot)
