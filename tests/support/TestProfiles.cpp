@@ -196,6 +196,7 @@ Bytes localizedElement(std::vector<LocalizedRecord> const& records)
     auto offset = static_cast<std::uint32_t>(16 + 12 * records.size());
     for (auto const& [code, text] : records) {
         append(bytes, code);
+        bytes.resize(bytes.size() + 4 - code.size());
         appendBE32(bytes, static_cast<std::uint32_t>(2 * text.size()));
         appendBE32(bytes, offset);
         offset += static_cast<std::uint32_t>(2 * text.size());

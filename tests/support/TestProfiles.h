@@ -68,7 +68,7 @@ Bytes xyzElement(double x, double y, double z);
 Bytes gammaElement(double gamma);
 
 struct LocalizedRecord {
-    char const* code; ///< language and country, as "enUS"
+    std::string code; ///< language and country, as "enUS", or language alone
     std::u16string text;
 };
 /// multiLocalizedUnicodeType (ICC.1:2022, 10.15).
