@@ -220,6 +220,18 @@ TagFindings checkStructure(ByteSpan bytes, TagTypes const* types, std::uint32_t 
     return findings;
 }
 
+// The same for tags of which the same is expected.
+std::uint32_t variantOf(TagTypes const* types)
+{
+    if (!types)
+        return 0;
+    auto const* const first = std::ranges::find_if(kTagTypes, [&](TagTypes const& row) {
+        return row.version2 == types->version2 && row.version4 == types->version4
+            && isPreview(row.tag) == isPreview(types->tag);
+    });
+    return static_cast<std::uint32_t>(first - kTagTypes) + 1;
+}
+
 } // namespace
 
 void checkTagStructure(ProfileCheckContext& context)
@@ -227,8 +239,7 @@ void checkTagStructure(ProfileCheckContext& context)
     TagPass pass(context);
     for (auto const signature : context.profile.tagSignatures()) {
         auto const* const types = typesOf(signature);
-        auto const variant = types ? static_cast<std::uint32_t>(types - kTagTypes) + 1 : 0;
-        pass.examine(signature, variant,
+        pass.examine(signature, variantOf(types),
             [&](ByteSpan element) { return checkStructure(element, types, context.majorVersion); });
     }
 }
