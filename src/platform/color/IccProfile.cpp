@@ -6,6 +6,7 @@
 #include <lcms2_plugin.h>
 
 #include <algorithm>
+#include <map>
 #include <numeric>
 
 namespace velk::color {
@@ -156,13 +157,24 @@ SharedBytes IccProfile::tag(FourCC signature) const
     return tag.edited ? tag.edited : shareBytes(element(tag));
 }
 
+ByteSpan IccProfile::element(FourCC signature) const
+{
+    auto const found = m_index.find(signature.code);
+    return found == m_index.end() ? ByteSpan() : element(m_tags[found->second]);
+}
+
 void IccProfile::setTag(FourCC signature, Bytes element)
+{
+    setTag(signature, std::make_shared<Bytes const>(std::move(element)));
+}
+
+void IccProfile::setTag(FourCC signature, SharedBytes element)
 {
     m_tagsEdited = true;
     auto const [place, isNew] = m_index.try_emplace(signature.code, m_tags.size());
     if (isNew)
         m_tags.push_back({signature, 0, 0, nullptr});
-    m_tags[place->second].edited = std::make_shared<Bytes const>(std::move(element));
+    m_tags[place->second].edited = std::move(element);
 }
 
 void IccProfile::removeTag(FourCC signature)
@@ -188,21 +200,19 @@ Bytes IccProfile::layOut() const
     Bytes bytes(kTableStart + m_tags.size() * kTagEntrySize);
     storeInteger(
         bytes.data() + kProfileHeaderSize, static_cast<std::uint32_t>(m_tags.size()), ByteOrder::Big);
-    std::unordered_map<std::uint64_t, std::size_t> sharedPlaces;
+    // Elements are one when they lie in the same place in memory.
+    std::map<std::pair<void const*, std::size_t>, std::size_t> places;
     for (std::size_t i = 0; i < m_tags.size(); ++i) {
         auto const& tag = m_tags[i];
         auto const content = element(tag);
-        auto place = bytes.size();
-        bool const isWritten = !tag.edited && !sharedPlaces.try_emplace(tag.extent(), place).second;
-        if (isWritten) {
-            place = sharedPlaces.at(tag.extent());
-        } else {
+        auto const [known, isNew] = places.try_emplace({content.data(), content.size()}, bytes.size());
+        if (isNew) {
             append(bytes, content);
             bytes.resize(aligned(bytes.size()));
         }
         auto* const entry = bytes.data() + kTableStart + i * kTagEntrySize;
         storeInteger(entry, tag.signature.code, ByteOrder::Big);
-        storeInteger(entry + 4, static_cast<std::uint32_t>(place), ByteOrder::Big);
+        storeInteger(entry + 4, static_cast<std::uint32_t>(known->second), ByteOrder::Big);
         storeInteger(entry + 8, static_cast<std::uint32_t>(content.size()), ByteOrder::Big);
     }
     return bytes;

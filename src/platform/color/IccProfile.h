@@ -43,8 +43,13 @@ public:
     /// The whole element, type signature first; null when there is no such tag. Of tags with the same
     /// signature the first counts.
     SharedBytes tag(FourCC signature) const;
+    /// The same without a copy, empty when there is no such tag; until the tag is replaced or the profile
+    /// goes. Tags that share their element have it in the same place.
+    ByteSpan element(FourCC signature) const;
     /// Replaces the element or adds the tag at the end of the table.
     void setTag(FourCC signature, Bytes element);
+    /// The same with an element that other tags may have too.
+    void setTag(FourCC signature, SharedBytes element);
     /// Removes the tag, however often it stands in the table; nothing happens when it is absent.
     void removeTag(FourCC signature);
 
