@@ -42,12 +42,16 @@ TEST_F(ExtractTags, WritesWholeElementsInOrder)
 {
     test::writeBytes(directory / "old", Bytes(10'000));
     std::filesystem::create_symlink("old", directory / "link");
-    auto const result = run({"-X", "desc", "new", "-X", "0x6B545243", "link"}, [] { ::umask(027); });
+    std::filesystem::create_symlink("target", directory / "dangling");
+    auto const result = run(
+        {"-X", "desc", "new", "-X", "0x6B545243", "link", "-X", "kTRC", "dangling"}, [] { ::umask(027); });
     EXPECT_EQ(result.errors, "");
     EXPECT_EQ(result.output, path + "\n");
     EXPECT_EQ(readBytes(directory / "new"), test::localizedElement({{"enUS", u"Test profile"}}));
     EXPECT_EQ(readBytes(directory / "old"), test::gammaElement(2.2));
+    EXPECT_EQ(readBytes(directory / "target"), test::gammaElement(2.2));
     EXPECT_TRUE(std::filesystem::is_symlink(directory / "link"));
+    EXPECT_TRUE(std::filesystem::is_symlink(directory / "dangling"));
     EXPECT_EQ(std::filesystem::status(directory / "new").permissions(), std::filesystem::perms(0640));
     EXPECT_EQ(readBytes(path), test::grayProfile().bytes());
 }

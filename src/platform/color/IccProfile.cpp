@@ -53,10 +53,16 @@ std::uint32_t tagCount(ByteSpan profile)
     return loadBE32(profile.data() + kProfileHeaderSize);
 }
 
+Result<void> checkSize(std::uint64_t size)
+{
+    if (size > IccProfile::kMaximumSize)
+        return fail("the profile is larger than 64 MiB");
+    return {};
+}
+
 Result<void> checkFrame(ByteSpan bytes)
 {
-    if (bytes.size() > IccProfile::kMaximumSize)
-        return fail("the profile is larger than 64 MiB");
+    TRY(checkSize(bytes.size()));
     if (!isProfile(bytes))
         return fail("not an ICC profile");
     if (bytes.size() < kTableStart)
@@ -92,7 +98,8 @@ Result<IccProfile> IccProfile::open(std::string const& path)
     header.resize(TRY(file.readAt(0, header)));
     if (!isProfile(header))
         return fail("not an ICC profile");
-    return parse(std::make_shared<Bytes const>(TRY(file.readAll(kMaximumSize))));
+    TRY(checkSize(file.size()));
+    return parse(std::make_shared<Bytes const>(TRY(file.readAll())));
 }
 
 Result<void> IccProfile::readTags()
@@ -236,8 +243,7 @@ ProfileDigest IccProfile::digest() const
 Result<void> IccProfile::write(std::string const& path) const
 {
     auto const bytes = serialize();
-    if (bytes.size() > kMaximumSize)
-        return fail("the profile would be larger than 64 MiB");
+    TRY(checkSize(bytes.size()));
     auto file = TRY(AtomicFile::create(path));
     TRY(file.write(bytes));
     return file.commit(path);

@@ -190,6 +190,28 @@ TEST(IccProfile, ManyTagsAreNoTrouble)
     EXPECT_EQ(IccProfile::parse(profile.serialize())->tagSignatures().size(), 0x10001u);
 }
 
+TEST(IccProfile, WhatOpensOpensAgainAfterAnEdit)
+{
+    auto const whole = test::matrixProfile().bytes();
+    std::size_t opened = 0;
+    for (std::size_t i = 128; i < 132 + 12 * 9; ++i) {
+        for (auto const value : {0x00, 0x01, 0x7F, 0xFF}) {
+            auto bytes = whole;
+            bytes[i] = static_cast<std::uint8_t>(value);
+            auto profile = IccProfile::parse(bytes);
+            if (!profile)
+                continue;
+            ++opened;
+            profile->setTag(FourCC("wtpt"), textElement("white"));
+            auto const reread = IccProfile::parse(profile->serialize());
+            ASSERT_TRUE(reread) << i;
+            EXPECT_EQ(reread->tagSignatures(), profile->tagSignatures());
+            EXPECT_EQ(reread->digest(), profile->digest());
+        }
+    }
+    EXPECT_GT(opened, 200u);
+}
+
 TEST(IccProfile, ReadsFilesAndLosesNoneThatItCannotReplace)
 {
     TemporaryDirectory const directory;
@@ -197,12 +219,15 @@ TEST(IccProfile, ReadsFilesAndLosesNoneThatItCannotReplace)
     test::writeBytes(path, test::grayProfile().bytes());
     auto profile = IccProfile::open(path).value();
     profile.setTag(FourCC("huge"), Bytes(IccProfile::kMaximumSize));
-    EXPECT_EQ(profile.write(path).error().message, "the profile would be larger than 64 MiB");
+    EXPECT_EQ(profile.write(path).error().message, "the profile is larger than 64 MiB");
     EXPECT_EQ(test::readBytes(path), test::grayProfile().bytes());
     profile.removeTag(FourCC("huge"));
     EXPECT_TRUE(profile.write(path));
     EXPECT_EQ(test::readBytes(path), test::grayProfile().bytes());
     EXPECT_EQ(directory.names(), std::vector<std::string> {"a.icc"});
+    auto const large = directory / "large.icc";
+    test::writeBytes(large, resized(ProfileBuilder().bytes(), IccProfile::kMaximumSize + 1));
+    EXPECT_EQ(IccProfile::open(large).error().message, "the profile is larger than 64 MiB");
     EXPECT_FALSE(IccProfile::open(directory / "gone.icc"));
     EXPECT_FALSE(IccProfile::open(directory.path()));
 }
