@@ -108,11 +108,7 @@ TEST(HeaderChecks, LeaveWhatCannotBeKnown)
         {12, "abcd", "Header profile class is not correct. "},
     };
     for (auto const& row : cases) {
-        auto const bytes = soundProfile()
-                               .tag("A2B0", textElement(""))
-                               .word(row.offset, FourCC(row.signature).code)
-                               .without("A2B0")
-                               .bytes();
+        auto const bytes = soundProfile().word(row.offset, FourCC(row.signature).code).bytes();
         CheckedProfile const checked(bytes);
         auto const report = checked.repair();
         EXPECT_TRUE(report.starts_with(std::string("   ") + row.message + "Could not be fixed.\n")) << report;
