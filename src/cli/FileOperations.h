@@ -6,7 +6,7 @@
 #include <vector>
 
 /// What the run does with one file. Each tries the file as an image first and as a profile then, and reports
-/// its failures.
+/// its failures; a verification looks at profiles only and says nothing of other files.
 namespace velk {
 
 void extract(std::string const& path, std::vector<FunctionRequest> const& requests);

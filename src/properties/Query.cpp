@@ -2,9 +2,10 @@
 
 #include "base/Reporting.h"
 #include "base/StandardOutput.h"
-#include "platform/color/IccProfile.h"
+#include "platform/color/ProfileText.h"
 #include "platform/desktop/PropertyListXml.h"
 #include "properties/ImageProperties.h"
+#include "properties/ProfileProperties.h"
 #include "properties/PropertyKeys.h"
 
 #include <algorithm>
@@ -23,6 +24,7 @@ struct QueriedKind {
 // In the order in which a file is tried.
 constexpr QueriedKind kQueriedKinds[] = {
     {imageProperties, imageKeyOrder},
+    {profileProperties, profileKeyOrder},
 };
 
 bool contains(std::span<std::string const> keys, std::string_view key)
@@ -94,6 +96,7 @@ void query(std::string const& path, std::span<std::string const> keys, bool oneL
         return;
     }
     warnWhyNotAnImage(path);
+    warnWhyNotAProfile(path);
     reportError("Error querying file\n");
 }
 

@@ -2,6 +2,7 @@
 
 #include "platform/codec/PropertyKeys.h"
 #include "platform/color/IccProfile.h"
+#include "platform/color/ProfileText.h"
 
 #include <cassert>
 

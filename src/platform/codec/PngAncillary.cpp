@@ -3,7 +3,7 @@
 #include "platform/codec/PngChunks.h"
 #include "platform/codec/PngText.h"
 #include "platform/codec/PropertyKeys.h"
-#include "platform/color/IccProfile.h"
+#include "platform/color/ProfileText.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,159 +1,275 @@
 #include "platform/color/IccProfile.h"
 
-#include "base/FourCC.h"
-#include "base/TextEncoding.h"
+#include "base/AtomicFile.h"
+#include "base/Files.h"
+
+#include <lcms2_plugin.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <map>
+#include <numeric>
 
 namespace velk::color {
 
 namespace {
 
-constexpr std::size_t kHeaderSize = 128;
+constexpr std::size_t kTagCountSize = 4;
+constexpr std::size_t kTagEntrySize = 12;
+constexpr std::size_t kTableStart = kProfileHeaderSize + kTagCountSize;
+// Far above what any profile has, and still no gigabyte in memory.
+constexpr std::uint32_t kMaximumTags = 1u << 20;
+
+// Offsets of header fields.
 constexpr std::size_t kSpaceOffset = 16;
 constexpr std::size_t kSignatureOffset = 36;
+constexpr std::size_t kFlagsOffset = 44;
+constexpr std::size_t kIntentOffset = 64;
+constexpr std::size_t kIdOffset = 84;
 
-constexpr std::size_t kTagEntrySize = 12;
-constexpr std::size_t kTagTableOffset = kHeaderSize + 4;
-constexpr std::uint32_t kMaximumTags = 1024;
-
-bool isProfile(ByteSpan profile)
+std::size_t aligned(std::size_t length)
 {
-    return profile.size() > kHeaderSize
-        && FourCC(loadBE32(profile.data() + kSignatureOffset)) == FourCC("acsp");
+    return (length + 3) / 4 * 4;
 }
 
-// `length` bytes at `offset`, or as many of them as there are.
-ByteSpan part(ByteSpan bytes, std::size_t offset, std::size_t length)
-{
-    if (offset > bytes.size())
-        return {};
-    return bytes.subspan(offset, std::min(length, bytes.size() - offset));
-}
-
-// The element of a tag (ICC.1:2022, 7.3); empty when there is none.
-ByteSpan element(ByteSpan profile, FourCC signature)
-{
-    if (profile.size() < kTagTableOffset)
-        return {};
-    auto const count = std::min(loadBE32(profile.data() + kHeaderSize), kMaximumTags);
-    for (std::uint32_t i = 0; i < count; ++i) {
-        auto const entry = part(profile, kTagTableOffset + i * kTagEntrySize, kTagEntrySize);
-        if (entry.size() < kTagEntrySize)
-            return {};
-        if (FourCC(loadBE32(entry.data())) == signature)
-            return part(profile, loadBE32(entry.data() + 4), loadBE32(entry.data() + 8));
-    }
-    return {};
-}
-
-std::string cleaned(std::string text)
-{
-    text.resize(std::min(text.find('\0'), text.size()));
-    trimEnd(text);
-    return text;
-}
-
-// textDescriptionType (ICC.1:2001-04, 6.5.17): type and reserved (8), count of the ASCII text (4), the text,
-// Unicode language (4), count of UTF-16 units (4), these units, and a ScriptCode text that nobody needs.
-std::string textDescription(ByteSpan element)
-{
-    if (element.size() < 12)
-        return {};
-    auto const count = loadBE32(element.data() + 8);
-    auto text = cleaned(utf8FromUndeclared(part(element, 12, count)));
-    auto const unicode = part(element, std::size_t {12} + count, element.size());
-    if (!text.empty() || unicode.size() < 8)
-        return text;
-    auto const units = part(unicode, 8, std::size_t {2} * loadBE32(unicode.data() + 4));
-    return cleaned(utf8FromUtf16(units, ByteOrder::Big));
-}
-
-// textType (ICC.1:2022, 10.24), which some writers use where a description belongs.
-std::string plainText(ByteSpan element)
-{
-    return cleaned(utf8FromUndeclared(part(element, 8, element.size())));
-}
-
-struct Locale {
-    std::string language = "en";
-    std::string country;
+// A row of the tag table (ICC.1:2022, 7.3.1).
+struct TagEntry {
+    FourCC signature;
+    std::uint32_t offset, length;
 };
 
-// From names such as "de_AT.UTF-8"; "C" and "POSIX" mean no language, and so do unset variables.
-Locale environmentLocale()
+TagEntry entryAt(ByteSpan profile, std::size_t index)
 {
-    for (auto const* const variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-        auto const* const value = std::getenv(variable);
-        std::string_view const name = value ? value : "";
-        if (name.empty())
-            continue;
-        bool const namesLanguage = name.size() == 2 || (name.size() > 2 && name.find_first_of("_.@") == 2);
-        if (!namesLanguage)
-            return {};
-        bool const namesCountry = name.size() >= 5 && name[2] == '_';
-        return {std::string(name.substr(0, 2)), std::string(namesCountry ? name.substr(3, 2) : "")};
-    }
+    auto const* const entry = profile.data() + kTableStart + index * kTagEntrySize;
+    return {FourCC(loadBE32(entry)), loadBE32(entry + 4), loadBE32(entry + 8)};
+}
+
+std::size_t entriesThatFit(ByteSpan profile)
+{
+    return profile.size() < kTableStart ? 0 : (profile.size() - kTableStart) / kTagEntrySize;
+}
+
+std::uint32_t tagCount(ByteSpan profile)
+{
+    return loadBE32(profile.data() + kProfileHeaderSize);
+}
+
+Result<void> checkSize(std::uint64_t size)
+{
+    if (size > IccProfile::kMaximumSize)
+        return fail("the profile is larger than 64 MiB");
     return {};
 }
 
-// How well a record's language and country (four characters) suit the locale.
-int suitability(std::string_view code, Locale const& locale)
+Result<void> checkFrame(ByteSpan bytes)
 {
-    bool const speaksLanguage = code.substr(0, 2) == locale.language;
-    if (speaksLanguage && code.substr(2) == locale.country)
-        return 3;
-    if (speaksLanguage)
-        return 2;
-    return code.substr(0, 2) == "en" ? 1 : 0;
-}
-
-// multiLocalizedUnicodeType (ICC.1:2022, 10.15): type and reserved (8), number of records (4), size of a
-// record (4), records of language (2), country (2), length in bytes (4) and offset from the element's start
-// (4).
-std::string localizedText(ByteSpan element)
-{
-    constexpr std::size_t kFirstRecord = 16;
-    constexpr std::size_t kRecordSize = 12;
-    if (element.size() < kFirstRecord)
-        return {};
-    auto const count = loadBE32(element.data() + 8);
-    auto const locale = environmentLocale();
-    int best = -1;
-    std::string text;
-    for (std::uint32_t i = 0; i < std::min(count, kMaximumTags); ++i) {
-        auto const record = part(element, kFirstRecord + i * kRecordSize, kRecordSize);
-        if (record.size() < kRecordSize)
-            break;
-        auto const score = suitability(asText(record.first(4)), locale);
-        if (score <= best)
-            continue;
-        best = score;
-        auto const units = part(element, loadBE32(record.data() + 8), loadBE32(record.data() + 4));
-        text = cleaned(utf8FromUtf16(units, ByteOrder::Big));
-    }
-    return text;
-}
-
-constexpr struct {
-    FourCC type;
-    std::string (*read)(ByteSpan element);
-} kTextTypes[] = {
-    {FourCC("desc"), textDescription}, {FourCC("mluc"), localizedText}, {FourCC("text"), plainText}};
-
-std::string textOf(ByteSpan element)
-{
-    if (element.size() < 4)
-        return {};
-    for (auto const& row : kTextTypes) {
-        if (row.type == FourCC(loadBE32(element.data())))
-            return row.read(element);
-    }
+    TRY(checkSize(bytes.size()));
+    if (!isProfile(bytes))
+        return fail("not an ICC profile");
+    if (bytes.size() < kTableStart)
+        return fail("the profile ends before its tag table");
+    if (tagCount(bytes) > entriesThatFit(bytes) || tagCount(bytes) > kMaximumTags)
+        return fail("the profile has no room for the {} tags that it claims", tagCount(bytes));
     return {};
 }
 
 } // namespace
+
+IccProfile::IccProfile(SharedBytes bytes)
+    : m_original(std::move(bytes))
+    , m_header(ProfileHeader::parse(*m_original))
+{
+}
+
+Result<IccProfile> IccProfile::parse(SharedBytes bytes)
+{
+    TRY(checkFrame(*bytes));
+    IccProfile profile(std::move(bytes));
+    TRY(profile.readTags());
+    TRY(profile.checkOverlap());
+    profile.indexTags();
+    return profile;
+}
+
+Result<IccProfile> IccProfile::open(std::string const& path)
+{
+    auto const file = TRY(InputFile::open(path));
+    // Other files are not read to their end.
+    Bytes header(kProfileHeaderSize);
+    header.resize(TRY(file.readAt(0, header)));
+    if (!isProfile(header))
+        return fail("not an ICC profile");
+    TRY(checkSize(file.size()));
+    return parse(std::make_shared<Bytes const>(TRY(file.readAll())));
+}
+
+Result<void> IccProfile::readTags()
+{
+    auto const count = tagCount(*m_original);
+    m_tags.reserve(count);
+    for (std::uint32_t i = 0; i < count; ++i) {
+        auto const [signature, offset, length] = entryAt(*m_original, i);
+        if (std::uint64_t {offset} + length > m_original->size())
+            return fail("a tag reaches beyond the end of the profile");
+        m_tags.push_back({signature, offset, length, nullptr});
+    }
+    return {};
+}
+
+// A small file of overlapping tags would otherwise be laid out as gigabytes.
+Result<void> IccProfile::checkOverlap() const
+{
+    std::vector<std::uint64_t> extents;
+    extents.reserve(m_tags.size());
+    for (auto const& tag : m_tags)
+        extents.push_back(tag.extent());
+    std::ranges::sort(extents);
+    auto const repeated = std::ranges::unique(extents);
+    auto const total = std::accumulate(extents.begin(), repeated.begin(), std::uint64_t {0},
+        [](std::uint64_t sum, std::uint64_t extent) { return sum + static_cast<std::uint32_t>(extent); });
+    if (total > kMaximumSize)
+        return fail("the tags of the profile overlap");
+    return {};
+}
+
+void IccProfile::indexTags()
+{
+    m_index.clear();
+    m_index.reserve(m_tags.size());
+    for (std::size_t i = 0; i < m_tags.size(); ++i)
+        m_index.try_emplace(m_tags[i].signature.code, i);
+}
+
+ByteSpan IccProfile::element(Tag const& tag) const
+{
+    return tag.edited ? ByteSpan(*tag.edited) : ByteSpan(*m_original).subspan(tag.offset, tag.length);
+}
+
+std::vector<FourCC> IccProfile::tagSignatures() const
+{
+    std::vector<FourCC> signatures;
+    signatures.reserve(m_index.size());
+    for (std::size_t i = 0; i < m_tags.size(); ++i) {
+        if (m_index.at(m_tags[i].signature.code) == i)
+            signatures.push_back(m_tags[i].signature);
+    }
+    return signatures;
+}
+
+SharedBytes IccProfile::tag(FourCC signature) const
+{
+    auto const found = m_index.find(signature.code);
+    if (found == m_index.end())
+        return nullptr;
+    auto const& tag = m_tags[found->second];
+    return tag.edited ? tag.edited : shareBytes(element(tag));
+}
+
+ByteSpan IccProfile::element(FourCC signature) const
+{
+    auto const found = m_index.find(signature.code);
+    return found == m_index.end() ? ByteSpan() : element(m_tags[found->second]);
+}
+
+void IccProfile::setTag(FourCC signature, Bytes element)
+{
+    setTag(signature, std::make_shared<Bytes const>(std::move(element)));
+}
+
+void IccProfile::setTag(FourCC signature, SharedBytes element)
+{
+    m_tagsEdited = true;
+    auto const [place, isNew] = m_index.try_emplace(signature.code, m_tags.size());
+    if (isNew)
+        m_tags.push_back({signature, 0, 0, nullptr});
+    m_tags[place->second].edited = std::move(element);
+}
+
+void IccProfile::removeTag(FourCC signature)
+{
+    if (std::erase_if(m_tags, [&](Tag const& tag) { return tag.signature == signature; }) == 0)
+        return;
+    m_tagsEdited = true;
+    indexTags();
+}
+
+Bytes IccProfile::serialize() const
+{
+    auto bytes = m_tagsEdited ? layOut() : *m_original;
+    auto header = m_header;
+    if (m_tagsEdited)
+        header.size = static_cast<std::uint32_t>(bytes.size());
+    std::ranges::copy(header.serialize(), bytes.begin());
+    return bytes;
+}
+
+Bytes IccProfile::layOut() const
+{
+    Bytes bytes(kTableStart + m_tags.size() * kTagEntrySize);
+    storeInteger(
+        bytes.data() + kProfileHeaderSize, static_cast<std::uint32_t>(m_tags.size()), ByteOrder::Big);
+    // Elements are one when they lie in the same place in memory.
+    std::map<std::pair<void const*, std::size_t>, std::size_t> places;
+    for (std::size_t i = 0; i < m_tags.size(); ++i) {
+        auto const& tag = m_tags[i];
+        auto const content = element(tag);
+        auto const [known, isNew] = places.try_emplace({content.data(), content.size()}, bytes.size());
+        if (isNew) {
+            append(bytes, content);
+            bytes.resize(aligned(bytes.size()));
+        }
+        auto* const entry = bytes.data() + kTableStart + i * kTagEntrySize;
+        storeInteger(entry, tag.signature.code, ByteOrder::Big);
+        storeInteger(entry + 4, static_cast<std::uint32_t>(known->second), ByteOrder::Big);
+        storeInteger(entry + 8, static_cast<std::uint32_t>(content.size()), ByteOrder::Big);
+    }
+    return bytes;
+}
+
+ProfileDigest IccProfile::digest() const
+{
+    auto bytes = serialize();
+    std::fill_n(bytes.begin() + kFlagsOffset, 4, std::uint8_t {0});
+    std::fill_n(bytes.begin() + kIntentOffset, 4, std::uint8_t {0});
+    std::fill_n(bytes.begin() + kIdOffset, sizeof(ProfileDigest), std::uint8_t {0});
+    cmsProfileID id = {};
+    auto* const md5 = cmsMD5alloc(nullptr);
+    cmsMD5add(md5, bytes.data(), static_cast<cmsUInt32Number>(bytes.size()));
+    cmsMD5finish(&id, md5);
+    ProfileDigest digest;
+    std::copy_n(id.ID8, digest.size(), digest.begin());
+    return digest;
+}
+
+Result<void> IccProfile::write(std::string const& path) const
+{
+    auto const bytes = serialize();
+    TRY(checkSize(bytes.size()));
+    auto file = TRY(AtomicFile::create(path));
+    TRY(file.write(bytes));
+    return file.commit(path);
+}
+
+bool isProfile(ByteSpan bytes)
+{
+    return bytes.size() >= kProfileHeaderSize
+        && FourCC(loadBE32(bytes.data() + kSignatureOffset)) == FourCC("acsp");
+}
+
+ByteSpan profileElement(ByteSpan profile, FourCC signature)
+{
+    auto const fitting = entriesThatFit(profile);
+    auto const count = fitting == 0 ? 0 : std::min<std::size_t>(fitting, tagCount(profile));
+    for (std::size_t i = 0; i < count; ++i) {
+        auto const entry = entryAt(profile, i);
+        if (entry.signature != signature)
+            continue;
+        if (entry.offset > profile.size())
+            return {};
+        return profile.subspan(
+            entry.offset, std::min<std::size_t>(entry.length, profile.size() - entry.offset));
+    }
+    return {};
+}
 
 std::optional<graphics::ColorModel> profileColorModel(ByteSpan profile)
 {
@@ -173,17 +289,6 @@ std::optional<graphics::ColorModel> profileColorModel(ByteSpan profile)
     for (auto const& row : kModels) {
         if (row.space == space)
             return row.model;
-    }
-    return std::nullopt;
-}
-
-std::optional<std::string> profileDescription(ByteSpan profile)
-{
-    if (!isProfile(profile))
-        return std::nullopt;
-    for (auto const tag : {FourCC("dscm"), FourCC("desc")}) {
-        if (auto text = textOf(element(profile, tag)); !text.empty())
-            return text;
     }
     return std::nullopt;
 }

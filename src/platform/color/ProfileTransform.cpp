@@ -4,6 +4,7 @@
 #include "platform/color/CmykSeparation.h"
 #include "platform/color/IccProfile.h"
 #include "platform/color/MatrixShaper.h"
+#include "platform/color/ProfileText.h"
 
 #include <lcms2.h>
 
