@@ -16,9 +16,11 @@ namespace {
 
 constexpr int kMaximumColors = 256;
 constexpr std::uint8_t kLeastOpaque = 128;
-// Of libimagequant's 1 (best) to 10 (fastest). Measured on photos of 12 megapixels: below 4 takes several
-// times as long for palettes that nobody can tell apart.
-constexpr int kSpeed = 4;
+// Of libimagequant's 1 (best) to 10 (fastest). On a photo of 12 megapixels the second takes less than half
+// the time of the first, for a palette that is 0.2 dB worse.
+constexpr int kCarefulSpeed = 4;
+constexpr int kLargePictureSpeed = 7;
+constexpr std::int64_t kLargePicture = 2 << 20;
 
 struct Release {
     void operator()(liq_attr* attributes) const { liq_attr_destroy(attributes); }
@@ -131,7 +133,8 @@ Result<QuantizedPicture> quantize(PixelBuffer& buffer)
     std::unique_ptr<liq_attr, Release> const attributes(liq_attr_create());
     if (!attributes)
         return fail("out of memory");
-    TRY(fromLibrary(liq_set_speed(attributes.get(), kSpeed)));
+    auto const speed = size.pixelCount() > kLargePicture ? kLargePictureSpeed : kCarefulSpeed;
+    TRY(fromLibrary(liq_set_speed(attributes.get(), speed)));
     TRY(fromLibrary(liq_set_max_colors(attributes.get(), kMaximumColors - (hasAlpha ? 1 : 0))));
     std::unique_ptr<liq_image, Release> const image(
         liq_image_create_custom(attributes.get(), deliverRow, &buffer, size.width, size.height, 0));

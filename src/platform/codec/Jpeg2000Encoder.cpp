@@ -21,7 +21,8 @@ constexpr double kLowestPsnr = 28, kPsnrRange = 20;
 constexpr std::int64_t kLargestUntiled = 4 << 20;
 constexpr std::int32_t kTileSide = 1024;
 constexpr int kMaximumResolutions = 6;
-constexpr std::uint64_t kPlaceholderLength = 0;
+// The length of a box that reaches to the end of the file.
+constexpr std::uint64_t kToTheEnd = 0;
 
 bool isLossless(EncodeJob const& job)
 {
@@ -232,8 +233,7 @@ Result<void> encodeJpeg2000(EncodeJob const& job, AtomicFile& output)
     TRY(output.write(jp2Box(jp2::kCodestream, {})));
     TRY(writeCodestream(job, output));
     auto const length = output.position() - start;
-    // 0 says that the box reaches to the end of the file.
-    auto const stored = length > std::numeric_limits<std::uint32_t>::max() ? kPlaceholderLength : length;
+    auto const stored = length > std::numeric_limits<std::uint32_t>::max() ? kToTheEnd : length;
     Bytes bytes;
     appendBE32(bytes, static_cast<std::uint32_t>(stored));
     return output.writeAt(start, bytes);

@@ -253,17 +253,13 @@ private:
         auto isDecoded = decodeAndPlace(area, tile);
         m_needsRestart = !isDecoded || m_decoder->hasDamage();
         m_isDamaged = m_isDamaged || m_needsRestart;
-        if (!isDecoded)
-            isDecoded = runInSandbox(m_pixels, [&] { return salvage(area, tile); });
+        if (!isDecoded) {
+            // A process is best copied without the decoder's threads.
+            m_decoder.reset();
+            isDecoded = runInSandbox(
+                m_pixels, [&] { return start(Jpeg2000Care::Daring) && decodeAndPlace(area, tile); });
+        }
         m_hasPixels = m_hasPixels || isDecoded;
-    }
-
-    // In the sandbox: the part that is left of a tile.
-    bool salvage(GridRect const& area, std::optional<std::int64_t> tile)
-    {
-        // Its threads are not here; it would wait for them for ever.
-        static_cast<void>(m_decoder.release());
-        return start(Jpeg2000Care::Daring) && decodeAndPlace(area, tile);
     }
 
     bool decodeAndPlace(GridRect const& area, std::optional<std::int64_t> tile)

@@ -3,7 +3,6 @@
 #include <webp/decode.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
 #include <cstring>
 

@@ -4,7 +4,6 @@
 #include "platform/codec/WebpRows.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace velk::codec {
 

@@ -51,7 +51,7 @@ std::vector<Bytes> hostileVersions(Bytes const& good, std::size_t headerLength)
             good.begin(), good.begin() + static_cast<std::ptrdiff_t>(good.size() * tenth / 10));
     auto const step = std::max<std::size_t>(1, (good.size() - headerLength) / 60);
     for (std::size_t at = 0; at < good.size(); at += at < headerLength ? 1 : step) {
-        for (std::uint8_t const value : {0x00, 0x7F, 0xFF}) {
+        for (std::uint8_t const value : {0x00, 0xFF}) {
             versions.push_back(good);
             versions.back()[at] = value;
         }

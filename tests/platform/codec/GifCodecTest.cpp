@@ -288,6 +288,41 @@ TEST(GifCodec, ReadsCommentsInLatin1)
     EXPECT_EQ(*find(gifProperties(*openGif(directory / "a.gif")), kGifComment)->asString(), "caf\xC3\xA9");
 }
 
+TEST(GifCodec, ReadsXmpInSubBlocks)
+{
+    std::string const packet = std::string(kXmp) + std::string(600, ' ');
+    Bytes extension = {0x21, 0xFF, 11};
+    append(extension, kGifXmpApplication);
+    for (std::size_t at = 0; at < packet.size(); at += 200) {
+        auto const part = std::string_view(packet).substr(at, 200);
+        extension.push_back(static_cast<std::uint8_t>(part.size()));
+        append(extension, part);
+    }
+    extension.push_back(0);
+    auto file = encoded(kType, indexedImage({9, 9}, 4, false));
+    file.insert(file.begin() + 13 + 12, extension.begin(), extension.end());
+    TemporaryDirectory const directory;
+    writeBytes(directory / "a.gif", file);
+    EXPECT_EQ(openGif(directory / "a.gif")->metadata().xmp(), packet);
+    EXPECT_EQ(openGif(directory / "a.gif")->imageCount(), 1);
+}
+
+TEST(GifCodec, ForgivesStrayBytesAndAMissingEnd)
+{
+    auto const picture = indexedImage({9, 9}, 5, false);
+    auto const still = encoded(kType, picture);
+    auto const image = imageBlock(still);
+    Bytes file(still.begin(), still.end() - 1);
+    append(file, Bytes {0, 0});
+    append(file, image);
+    append(file, ByteSpan(image).first(image.size() / 2));
+    auto const result = probe(file);
+    ASSERT_TRUE(result.pixels) << result.error;
+    EXPECT_EQ(result.warnings, "");
+    EXPECT_EQ(colorsOf(*result.pixels), colorsOf(*picture));
+    EXPECT_EQ(contentsOf(file).frameCount, 3);
+}
+
 TEST(GifCodec, DescribesAnimations)
 {
     TemporaryDirectory const directory;

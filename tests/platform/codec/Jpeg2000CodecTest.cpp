@@ -378,6 +378,32 @@ TEST(Jpeg2000Codec, ConvertsLumaAndChroma)
     }
 }
 
+TEST(Jpeg2000Codec, UpsamplesByTheGrid)
+{
+    // Three components that all stand for 2 x 2 grid points make an image of half the size of the grid.
+    auto codestream = codestreamOf(photoLike({20, 10}, kRgb));
+    storeInteger(&codestream[8], std::uint32_t {40}, ByteOrder::Big);
+    storeInteger(&codestream[12], std::uint32_t {20}, ByteOrder::Big);
+    storeInteger(&codestream[24], std::uint32_t {40}, ByteOrder::Big);
+    storeInteger(&codestream[28], std::uint32_t {20}, ByteOrder::Big);
+    for (std::size_t component = 0; component < 3; ++component)
+        codestream[43 + 3 * component] = codestream[44 + 3 * component] = 2;
+    auto const result = probe(codestream);
+    ASSERT_TRUE(result.pixels) << result.error;
+    EXPECT_EQ(result.pixels->size(), (Size {20, 10}));
+    EXPECT_EQ(largestDifference(*result.pixels, *photoLike({20, 10}, kRgb)), 0);
+}
+
+TEST(Jpeg2000Codec, CountsSignedSamplesFromTheirMiddle)
+{
+    auto codestream = codestreamOf(photoLike({20, 10}, kGray));
+    // Without the level shift that unsigned samples have, the same code means values around zero.
+    codestream[42] |= 0x80;
+    auto const result = probe(codestream);
+    ASSERT_TRUE(result.pixels) << result.error;
+    EXPECT_EQ(largestDifference(*result.pixels, *photoLike({20, 10}, kGray)), 0);
+}
+
 TEST(Jpeg2000Codec, FindsTheCodestreamWhateverTheLengthOfItsBox)
 {
     auto const picture = photoLike({10, 10}, kRgb);

@@ -194,6 +194,41 @@ TEST(WebpCodec, ReadsExifWithThePrefixOfJpeg)
     EXPECT_EQ(asText(openFile(directory / "a.webp")->metadata().exif()), kExif);
 }
 
+TEST(WebpCodec, BelievesTheBitstreamAboutTheSize)
+{
+    auto chunks = extendedHeader(0, {50, 40});
+    append(chunks, chunksOf(encoded("org.webmproject.webp", photoLike({5, 4}, kRgb), withQuality(1))));
+    auto const result = probe(riff(chunks));
+    ASSERT_TRUE(result.pixels) << result.error;
+    EXPECT_EQ(result.pixels->size(), (Size {5, 4}));
+}
+
+TEST(WebpCodec, ConvertsSharplyWhereChromaMustNotBeSubsampled)
+{
+    auto const picture = photoLike({75, 61}, kRgb);
+    auto extras = withQuality(0.7f);
+    extras.options.noChromaSubsampling = true;
+    WebPConfig config;
+    ASSERT_TRUE(WebPConfigInit(&config));
+    config.quality = 70;
+    config.use_sharp_yuv = 1;
+    WebPPicture reference;
+    ASSERT_TRUE(WebPPictureInit(&reference));
+    reference.width = 75;
+    reference.height = 61;
+    reference.use_argb = 1;
+    ASSERT_TRUE(WebPPictureImportRGB(&reference, picture->row(0), static_cast<int>(picture->stride())));
+    WebPMemoryWriter writer;
+    WebPMemoryWriterInit(&writer);
+    reference.writer = WebPMemoryWrite;
+    reference.custom_ptr = &writer;
+    ASSERT_TRUE(WebPEncode(&config, &reference));
+    EXPECT_TRUE(std::ranges::equal(
+        encoded("org.webmproject.webp", picture, extras), std::span(writer.mem, writer.size)));
+    WebPMemoryWriterClear(&writer);
+    WebPPictureFree(&reference);
+}
+
 TEST(WebpCodec, DecodesRegionsExactly)
 {
     TemporaryDirectory const directory;
