@@ -22,16 +22,15 @@ ByteSpan part(ByteSpan bytes, std::size_t offset, std::size_t length)
     return bytes.subspan(offset, std::min(length, bytes.size() - offset));
 }
 
-std::string upToZero(std::string text)
+std::string upToZero(std::string_view text)
 {
-    text.resize(std::min(text.find('\0'), text.size()));
-    return text;
+    return std::string(text.substr(0, text.find('\0')));
 }
 
 // What older writers pad with blanks; nothing when nothing else is there.
-Text trimmed(std::string text)
+Text trimmed(std::string_view padded)
 {
-    text = upToZero(std::move(text));
+    auto text = upToZero(padded);
     trimEnd(text);
     return text.empty() ? std::nullopt : Text(std::move(text));
 }
