@@ -6,8 +6,8 @@ find_package(fmt REQUIRED)
 
 pkg_check_modules(VELK_LIBS REQUIRED IMPORTED_TARGET
   libjpeg libpng libdeflate zlib libtiff-4 libwebp libwebpmux libwebpdemux libopenjp2 imagequant
-  exiv2 lcms2 libhwy)
+  exiv2 lcms2)
 find_package(GIF REQUIRED)
 
 add_library(velk_dependencies INTERFACE)
-target_link_libraries(velk_dependencies INTERFACE PkgConfig::VELK_LIBS GIF::GIF fmt::fmt tl::expected Threads::Threads)
+target_link_libraries(velk_dependencies INTERFACE PkgConfig::VELK_LIBS GIF::GIF fmt::fmt-header-only tl::expected Threads::Threads)

@@ -1,7 +1,8 @@
 #include "platform/color/SimdKernels.h"
 
+#include "support/TestSimd.h"
+
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
 #include <algorithm>
 #include <cmath>
@@ -9,6 +10,8 @@
 #include <vector>
 
 namespace velk::color::simd {
+
+using test::onEveryTarget;
 
 namespace {
 
@@ -100,21 +103,6 @@ void expectAgreement(Kernel const& kernel, std::size_t pixels)
     }
     ASSERT_TRUE(std::all_of(out.end() - 64, out.end(), [](auto byte) { return byte == kGuard; }))
         << kernel.name << " writes beyond " << pixels << " pixels";
-}
-
-// Runs `check` with the vectors of each instruction set that this machine has.
-void onEveryTarget(std::function<void()> const& check)
-{
-    auto const targets = hwy::SupportedTargets();
-    for (auto rest = targets; rest != 0; rest &= rest - 1) {
-        auto const target = rest & -rest;
-        SCOPED_TRACE(hwy::TargetName(target));
-        hwy::SetSupportedTargetsForTest(target);
-        hwy::GetChosenTarget().Update(target);
-        check();
-    }
-    hwy::SetSupportedTargetsForTest(0);
-    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #include "platform/graphics/PipelineTesting.h"
 
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
 #include <algorithm>
 
@@ -71,20 +70,6 @@ std::vector<int> pixelAt(PixelBufferPointer const& pixels, int x, int y)
 RowSourcePointer watchedRows(PixelBufferPointer pixels, int& rowsRead, int failsAt)
 {
     return std::make_unique<WatchedRows>(pixels, rowsRead, failsAt);
-}
-
-void onEveryTarget(std::function<void()> const& body)
-{
-    auto const targets = hwy::SupportedTargets();
-    for (auto rest = targets; rest != 0; rest &= rest - 1) {
-        auto const target = rest & -rest;
-        SCOPED_TRACE(hwy::TargetName(target));
-        hwy::SetSupportedTargetsForTest(target);
-        hwy::GetChosenTarget().Update(target);
-        body();
-    }
-    hwy::SetSupportedTargetsForTest(0);
-    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
 }
 
 std::vector<PixelFormat> variousFormats()

@@ -2,8 +2,8 @@
 
 #include "platform/graphics/PixelBuffer.h"
 #include "support/TestImages.h"
+#include "support/TestSimd.h"
 
-#include <functional>
 #include <string>
 
 namespace velk::test {
@@ -21,10 +21,6 @@ std::vector<int> pixelAt(PixelBufferPointer const& pixels, int x, int y);
 /// A source of `pixels` that counts the rows that were read, and fails at row `failsAt` unless that is
 /// negative.
 graphics::RowSourcePointer watchedRows(PixelBufferPointer pixels, int& rowsRead, int failsAt = -1);
-
-/// Runs `body` for every instruction set that this machine has and the program was built for, plain C++
-/// included.
-void onEveryTarget(std::function<void()> const& body);
 
 /// 8-bit and larger formats whose pixels differ in size and handling.
 std::vector<graphics::PixelFormat> variousFormats();
