@@ -11,7 +11,7 @@ FLOORS = [
     ["properties"],
     ["script", "image", "profile"],
     ["canvas"],
-    ["cli"],
+    ["cli", "modules"],
 ]
 LEVEL = {room: level for level, rooms in enumerate(FLOORS) for room in rooms}
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
