@@ -3,12 +3,31 @@ find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(tl-expected REQUIRED)
 find_package(fmt REQUIRED)
-
-pkg_check_modules(VELK_LIBS REQUIRED IMPORTED_TARGET
-  libjpeg libpng libdeflate zlib libtiff-4 libwebp libwebpmux libwebpdemux libopenjp2 imagequant
-  lcms2)
-pkg_check_modules(EXIV2 REQUIRED IMPORTED_TARGET exiv2)
 find_package(GIF REQUIRED)
 
+option(VELK_STATIC_CODECS "Link the codec libraries into the executable, which then starts faster" ON)
+
+pkg_check_modules(VELK_LIBS REQUIRED IMPORTED_TARGET lcms2)
+pkg_check_modules(VELK_CODECS REQUIRED IMPORTED_TARGET
+  libtiff-4 libwebpmux libwebpdemux libwebp libopenjp2 imagequant libpng libjpeg libdeflate zlib)
+pkg_check_modules(EXIV2 REQUIRED IMPORTED_TARGET exiv2)
+
 add_library(velk_dependencies INTERFACE)
-target_link_libraries(velk_dependencies INTERFACE PkgConfig::VELK_LIBS GIF::GIF fmt::fmt-header-only tl::expected Threads::Threads ${CMAKE_DL_LIBS})
+target_link_libraries(velk_dependencies INTERFACE PkgConfig::VELK_LIBS fmt::fmt-header-only tl::expected)
+
+# Sixteen shared libraries fewer to find, map and relocate at every start. Archives come before what they need.
+set(VELK_ARCHIVES)
+if(VELK_STATIC_CODECS)
+  foreach(name tiff Lerc jbig zstd lzma webpmux webpdemux webp openjp2 imagequant gif png16 jpeg deflate z)
+    find_library(VELK_ARCHIVE_${name} lib${name}.a)
+    list(APPEND VELK_ARCHIVES ${VELK_ARCHIVE_${name}})
+  endforeach()
+endif()
+if(VELK_STATIC_CODECS AND NOT "${VELK_ARCHIVES}" MATCHES "NOTFOUND")
+  target_include_directories(velk_dependencies SYSTEM INTERFACE ${VELK_CODECS_INCLUDE_DIRS})
+  # Debian's archive of imagequant uses OpenMP.
+  target_link_libraries(velk_dependencies INTERFACE ${VELK_ARCHIVES} -l:libgomp.a)
+else()
+  target_link_libraries(velk_dependencies INTERFACE PkgConfig::VELK_CODECS GIF::GIF)
+endif()
+target_link_libraries(velk_dependencies INTERFACE Threads::Threads ${CMAKE_DL_LIBS})
