@@ -106,13 +106,13 @@ Result<bool> adoptPermissions(int fd, std::string const& target)
     if (::stat(target.c_str(), &status) != 0)
         return false;
     if (::access(target.c_str(), W_OK) != 0)
-        return fail("{}: {}", target, systemMessage(errno));
+        return fail("the file that stands there may not be replaced: {}", systemMessage(errno));
     if (!S_ISREG(status.st_mode))
         return true;
     // Ownership first: changing it clears the set-id bits. It may be refused, and then the file is ours.
     [[maybe_unused]] auto const owned = ::fchown(fd, status.st_uid, status.st_gid);
     if (::fchmod(fd, status.st_mode & 07777) != 0)
-        return fail("{}: {}", target, systemMessage(errno));
+        return fail("{}", systemMessage(errno));
     return true;
 }
 

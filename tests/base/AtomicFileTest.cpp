@@ -2,13 +2,12 @@
 
 #include "support/TestFiles.h"
 
-
 #include <gtest/gtest.h>
-
-#include <csignal>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
 
 namespace velk {
 

@@ -188,8 +188,7 @@ TEST_F(CommandLine, WorksThroughTheFilesInTheirOrder)
         {{"-g", "all", "gone", "more.txt", "-1"}, more + "|\n",
             "Warning: gone not a valid file - skipping\n" + queryError + failed},
         {{"-g", "make", "-g", "allxml", "more.txt"}, "", queryError + failed},
-        {{"-g", "make", "-x", "p", "--verify", "more.txt"}, more + "\n",
-            queryError + operateError + failed},
+        {{"-g", "make", "-x", "p", "--verify", "more.txt"}, more + "\n", queryError + operateError + failed},
         {{"-r", "-90", "more.txt"}, more + "\n  " + more + "\n", modifyError + failed},
         {{"-r", "-90", "more.txt", "notes.txt", "--out", "out", "-1"},
             more + "|\t" + (directory / "out/more.txt") + "\n" + notes + "|\t" + (directory / "out/notes.txt")
