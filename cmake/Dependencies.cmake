@@ -13,7 +13,7 @@ pkg_check_modules(VELK_CODECS REQUIRED IMPORTED_TARGET
 pkg_check_modules(EXIV2 REQUIRED IMPORTED_TARGET exiv2)
 
 add_library(velk_dependencies INTERFACE)
-target_link_libraries(velk_dependencies INTERFACE PkgConfig::VELK_LIBS fmt::fmt-header-only tl::expected)
+target_link_libraries(velk_dependencies INTERFACE PkgConfig::VELK_LIBS fmt::fmt tl::expected)
 
 # Sixteen shared libraries fewer to find, map and relocate at every start. Archives come before what they need.
 set(VELK_ARCHIVES)
