@@ -74,18 +74,20 @@ void transposeWords(Source from, Target to, std::size_t columns, std::size_t row
 using D8 = hn::FixedTag<std::uint8_t, 16>;
 using D32 = hn::FixedTag<std::uint32_t, 4>;
 
-// As many pixels as fit into 16 bytes at a time, turned round by one byte shuffle. What is stored behind the
-// last of them is overwritten by the next ones.
+// As many pixels as fit into 16 bytes at a time, turned round by one byte shuffle. The 16 bytes end where the
+// pixels end, so that nothing behind a row is read. What is stored behind the last pixel is overwritten by
+// the next ones.
 void reverseRow(std::uint8_t const* from, std::uint8_t* to, std::size_t count, std::size_t pixelSize)
 {
     D8 const d8;
     auto const step = 16 / pixelSize; // 0 for the largest pixels
+    auto const unused = 16 - step * pixelSize;
     alignas(16) std::array<std::uint8_t, 16> order {};
     for (std::size_t i = 0; i < step * pixelSize; ++i)
-        order[i] = static_cast<std::uint8_t>((step - 1 - i / pixelSize) * pixelSize + i % pixelSize);
+        order[i] = static_cast<std::uint8_t>(unused + (step - 1 - i / pixelSize) * pixelSize + i % pixelSize);
     auto const shuffle = hn::Load(d8, order.data());
     for (auto const safe = step + 16; step > 0 && count >= safe; count -= step, to += step * pixelSize) {
-        auto const pixels = hn::LoadU(d8, from + (count - step) * pixelSize);
+        auto const pixels = hn::LoadU(d8, from + count * pixelSize - 16);
         hn::StoreU(hn::TableLookupBytes(pixels, shuffle), d8, to);
     }
     reverseSingly(from, to, count, pixelSize);
