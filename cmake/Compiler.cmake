@@ -4,7 +4,7 @@ add_library(velk_compiler INTERFACE)
 target_compile_options(velk_compiler INTERFACE
   -Wall -Wextra -Wpedantic -Werror -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual
   -Wimplicit-fallthrough -Wundef -Wno-missing-field-initializers)
-target_compile_options(velk_compiler INTERFACE -fvisibility=hidden -fno-semantic-interposition)
+target_compile_options(velk_compiler INTERFACE -fvisibility-inlines-hidden -fno-semantic-interposition)
 
 if(CMAKE_BUILD_TYPE STREQUAL "Release")
   target_compile_options(velk_compiler INTERFACE
