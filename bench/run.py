@@ -18,6 +18,9 @@ VELK = TOP / "build" / "release" / "velk"
 MAKE_PHOTO = TOP / "build" / "release" / "bench" / "velk_make_photo"
 RESULTS = TOP / "docs" / "benchmarks.md"
 MARK = "<!-- measured -->"
+P3_PROFILE = TOP / "data" / "DisplayP3-v4.icc"
+CONTACTS = [f"photo12-{number:02}.jpg" for number in range(1, 13)]
+ON_NODE = ["node", str(TOP / "bench" / "canvas" / "OnNode.js"), str(WORK / "node" / "node_modules")]
 
 
 @dataclass
@@ -107,7 +110,44 @@ def jobs():
         Job("12-megapixel JPEG to LZW TIFF",
             velk("-s", "format", "tiff", "-s", "formatOptions", "lzw", p12, out="v.tiff"),
             [peer("vips", "vips", "copy", p12, path("p.tif") + "[compression=lzw]", out="p.tif")], 0.90),
+        Job("12-megapixel JPEG matched to another RGB profile",
+            velk("--matchTo", str(P3_PROFILE), p12, out="v.jpg"),
+            [peer("vips icc_transform", "vips", "icc_transform", p12, path("p.jpg"), str(P3_PROFILE),
+                  "--input-profile", "srgb", out="p.jpg")], 0.80),
+        script("1200 x 630 card script", "social-card.js", "v-card.png", [], 0.35),
+        script("contact sheet of twelve 12-megapixel photos", "contact-sheet.js", "v-sheet.jpg", CONTACTS, 0.33),
+        script("greyscale filter of a 12-megapixel photo in JavaScript", "pixel-filter.js", "v-grey.jpg",
+               ["photo12.jpg"], 0.75),
     ]
+
+
+def script(name, sample, output, images, budget):
+    """The same sample script in velk and in Node on @napi-rs/canvas."""
+    source, files = str(TOP / "samples" / sample), [path(image) for image in images]
+    peer_output = path("n" + output[1:])
+    return Job(name, Peer("velk", [str(VELK), "--js", source, *files, "--out", path(output)], path(output)),
+               [Peer("@napi-rs/canvas", [*ON_NODE, peer_output, source, *files], peer_output)], budget)
+
+
+def drawing_times(command):
+    """Milliseconds by job, as the drawing jobs print them."""
+    text = subprocess.run(command, capture_output=True, text=True, check=True).stdout
+    return {name: float(time) for name, time in (line.split("\t") for line in text.splitlines() if "\t" in line)}
+
+
+def drawing_table(runs):
+    """What drawing itself takes, measured inside the process."""
+    source, photo = str(TOP / "bench" / "canvas" / "DrawingJobs.js"), path("photo12.jpg")
+    taken = {"velk": [], "peer": []}
+    for _ in range(runs):
+        taken["velk"].append(drawing_times([str(VELK), "--js", source, photo]))
+        taken["peer"].append(drawing_times([*ON_NODE, path("n-unused.png"), source, photo]))
+    yield "| on a canvas of 1600 x 1200 | velk | @napi-rs/canvas | ratio | budget |"
+    yield "|---|---|---|---|---|"
+    for name in taken["peer"][0]:
+        own, peer = (statistics.median(run[name] for run in taken[tool]) for tool in ("velk", "peer"))
+        met = "met" if own <= peer else "**missed**"
+        yield f"| {name} | {own:.0f} ms | {peer:.0f} ms | **{own / max(peer, 1):.2f}** | 1.00 {met} |"
 
 
 def run_once(peer):
@@ -189,6 +229,9 @@ def make_inputs():
     for name, size in [("photo24.jpg", (6000, 4000)), ("photo12.jpg", (4000, 3000))]:
         if not (WORK / name).exists():
             subprocess.run([str(MAKE_PHOTO), *map(str, size), path(name)], check=True)
+    for name in CONTACTS:
+        if not (WORK / name).exists():
+            shutil.copyfile(WORK / "photo12.jpg", WORK / name)
     if not (WORK / "photo200.tiff").exists():
         subprocess.run([str(VELK), "-z", "10000", "20000", "-s", "format", "tiff", path("photo24.jpg"), "--out",
                         path("photo200.tiff")], check=True, stdout=subprocess.DEVNULL)
@@ -227,9 +270,12 @@ def main():
     for line in table(chosen, options.runs):
         print(line, flush=True)
         lines.append(line)
-    if not options.only:
+    parts = [] if options.only else [drawing_table(min(options.runs, 5)), single_numbers(options.runs)]
+    if options.only == "canvas":
+        parts = [drawing_table(options.runs)]
+    for part in parts:
         lines.append("")
-        for line in single_numbers(options.runs):
+        for line in part:
             print(line, flush=True)
             lines.append(line)
     if options.write:
