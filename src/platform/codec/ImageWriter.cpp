@@ -116,6 +116,12 @@ bool pixelsComeFromSource(Codec const& codec, Picture const& picture)
         && picture.source->type().identifier == codec.type && codec.rewrite;
 }
 
+bool holdsSourcePixels(Picture const& picture)
+{
+    return picture.source && picture.image.origin().get() == picture.source
+        && picture.image.turn() == Turn::None;
+}
+
 RewriteJob rewriteJob(Picture const& picture, Contents const& contents)
 {
     return {
@@ -167,7 +173,8 @@ Result<void> encodePixels(
                             .resolution = contents.resolution,
                             .options = contents.options,
                             .properties = picture.properties,
-                            .source = picture.source},
+                            .source = picture.source,
+                            .keepsPixels = holdsSourcePixels(picture)},
         output);
 }
 
