@@ -1,0 +1,56 @@
+#pragma once
+
+#include "platform/graphics/Geometry.h"
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace velk::graphics {
+
+/// A picture of one component between the passes of a blur; 0 outside of its bounds. Values have 7 fraction
+/// bits, so that the roundings of several passes stay below one step of 8 bits.
+struct BlurPlane {
+    static constexpr int kFractionBits = 7;
+
+    IntRect bounds;
+    std::vector<std::uint16_t> values;
+
+    static BlurPlane create(IntRect const& bounds);
+    std::uint16_t const* row(std::int32_t y) const { return values.data() + offset(y); }
+    std::uint16_t* row(std::int32_t y) { return values.data() + offset(y); }
+
+private:
+    std::size_t offset(std::int32_t y) const
+    {
+        return static_cast<std::size_t>(y - bounds.y) * static_cast<std::size_t>(bounds.width);
+    }
+};
+
+/// One symmetric filter with weights that add up to 1:
+///
+///     Taps:  w[n] ... w[1] w[0] w[1] ... w[n]
+///     Box:   edge  inner inner ... inner  edge     (2 * radius + 1 inner ones)
+///
+struct BlurPass {
+    enum class Kind : std::uint8_t { Taps, Box };
+    Kind kind = Kind::Taps;
+    std::vector<float> weights; ///< Taps
+    std::int32_t radius = 0; ///< Box
+    float inner = 1, edge = 0; ///< Box
+
+    std::int32_t reach() const
+    {
+        return kind == Kind::Box ? radius + 1 : static_cast<std::int32_t>(weights.size()) - 1;
+    }
+};
+
+/// The passes that make a Gaussian of `deviation`, above 0.
+std::vector<BlurPass> blurPasses(double deviation);
+std::int32_t reachOf(std::span<BlurPass const> passes);
+
+/// Filters along the columns and returns the rows from `top` to `bottom`, fewer where all is 0.
+BlurPlane filterColumns(
+    BlurPlane plane, std::span<BlurPass const> passes, std::int32_t top, std::int32_t bottom);
+
+} // namespace velk::graphics
