@@ -112,9 +112,10 @@ CoverageMask cut(CoverageMask const& mask, IntRect const& bounds)
 
 BlurPlane planeOf(CoverageMask const& mask)
 {
-    auto plane = BlurPlane::create(mask.bounds);
-    std::transform(mask.values.begin(), mask.values.end(), plane.values.begin(),
-        [](std::uint8_t value) { return static_cast<std::uint16_t>(value << BlurPlane::kFractionBits); });
+    auto const& bounds = mask.bounds;
+    BlurPlane plane(bounds);
+    for (auto y = bounds.y; y < bounds.y + bounds.height; ++y)
+        widenCoverage(mask.row(y), plane.row(y), static_cast<std::size_t>(bounds.width));
     return plane;
 }
 
@@ -124,61 +125,43 @@ BlurPlane cellsOf(CoverageMask const& mask, CellGrid const& grid)
     auto const& bounds = mask.bounds;
     auto const left = grid.x.cellOf(bounds.x);
     auto const top = grid.y.cellOf(bounds.y);
-    auto plane = BlurPlane::create({left, top, grid.x.cellOf(bounds.x + bounds.width - 1) - left + 1,
-        grid.y.cellOf(bounds.y + bounds.height - 1) - top + 1});
-    std::vector<double> sums(plane.values.size());
-    for (auto y = bounds.y; y < bounds.y + bounds.height; ++y) {
-        auto* const row = sums.data()
-            + static_cast<std::size_t>(grid.y.cellOf(y) - top) * static_cast<std::size_t>(plane.bounds.width);
-        for (std::int32_t x = 0; x < bounds.width; ++x)
-            row[grid.x.cellOf(bounds.x + x) - left] += mask.row(y)[x];
-    }
+    BlurPlane plane({left, top, grid.x.cellOf(std::int64_t {bounds.x} + bounds.width - 1) - left + 1,
+        grid.y.cellOf(std::int64_t {bounds.y} + bounds.height - 1) - top + 1});
+    std::vector<std::int32_t> cellOfColumn;
+    for (std::int32_t x = 0; x < bounds.width; ++x)
+        cellOfColumn.push_back(grid.x.cellOf(std::int64_t {bounds.x} + x) - left);
     auto const scale = (1 << BlurPlane::kFractionBits)
         / (static_cast<double>(grid.x.length) * static_cast<double>(grid.y.length));
-    std::transform(sums.begin(), sums.end(), plane.values.begin(),
-        [&](double sum) { return static_cast<std::uint16_t>(std::lround(sum * scale)); });
-    return plane;
-}
-
-BlurPlane transposed(BlurPlane const& plane)
-{
-    auto const& bounds = plane.bounds;
-    auto result = BlurPlane::create({bounds.y, bounds.x, bounds.height, bounds.width});
-    constexpr std::int32_t kTile = 16;
-    auto const tile = [&](std::int32_t left, std::int32_t top) {
-        auto const right = std::min(left + kTile, bounds.width);
-        auto const bottom = std::min(top + kTile, bounds.height);
-        for (auto x = left; x < right; ++x) {
-            auto* const to = result.row(bounds.x + x);
-            for (auto y = top; y < bottom; ++y)
-                to[y] = plane.row(bounds.y + y)[x];
-        }
-    };
-    for (std::int32_t top = 0; top < bounds.height; top += kTile) {
-        for (std::int32_t left = 0; left < bounds.width; left += kTile)
-            tile(left, top);
+    std::vector<std::int64_t> sums(static_cast<std::size_t>(plane.bounds().width));
+    for (std::int32_t y = 0; y < bounds.height; ++y) {
+        auto const* const row = mask.row(bounds.y + y);
+        for (std::size_t x = 0; x < cellOfColumn.size(); ++x)
+            sums[static_cast<std::size_t>(cellOfColumn[x])] += row[x];
+        auto const cell = grid.y.cellOf(std::int64_t {bounds.y} + y);
+        if (y + 1 < bounds.height && grid.y.cellOf(std::int64_t {bounds.y} + y + 1) == cell)
+            continue;
+        std::transform(sums.begin(), sums.end(), plane.row(cell), [&](std::int64_t sum) {
+            return static_cast<std::uint16_t>(std::lround(static_cast<double>(sum) * scale));
+        });
+        std::fill(sums.begin(), sums.end(), 0);
     }
-    return result;
+    return plane;
 }
 
 BlurPlane filtered(BlurPlane plane, double deviation, IntRect const& needed)
 {
     auto const passes = blurPasses(deviation);
     plane = filterColumns(std::move(plane), passes, needed.y, needed.y + needed.height);
-    plane = filterColumns(transposed(plane), passes, needed.x, needed.x + needed.width);
-    return transposed(plane);
-}
-
-std::uint8_t asCoverage(std::int32_t value)
-{
-    constexpr auto kHalf = 1 << (BlurPlane::kFractionBits - 1);
-    return static_cast<std::uint8_t>(std::min((value + kHalf) >> BlurPlane::kFractionBits, 255));
+    plane = filterColumns(plane.transposed(), passes, needed.x, needed.x + needed.width);
+    return plane.transposed();
 }
 
 CoverageMask maskOf(BlurPlane const& plane)
 {
-    auto mask = emptyMask(plane.bounds);
-    std::transform(plane.values.begin(), plane.values.end(), mask.values.begin(), asCoverage);
+    auto const& bounds = plane.bounds();
+    auto mask = emptyMask(bounds);
+    for (auto y = bounds.y; y < bounds.y + bounds.height; ++y)
+        narrowCoverage(plane.row(y), mask.row(y), static_cast<std::size_t>(bounds.width));
     return mask;
 }
 
@@ -199,7 +182,7 @@ CellBlend between(CellAxis const& axis, std::int32_t pixel)
 
 float valueAt(BlurPlane const& plane, std::int32_t x, std::int32_t y)
 {
-    auto const& bounds = plane.bounds;
+    auto const& bounds = plane.bounds();
     if (x < bounds.x || x >= bounds.x + bounds.width || y < bounds.y || y >= bounds.y + bounds.height)
         return 0;
     return plane.row(y)[x - bounds.x];
@@ -207,23 +190,26 @@ float valueAt(BlurPlane const& plane, std::int32_t x, std::int32_t y)
 
 CoverageMask interpolated(BlurPlane const& cells, CellGrid const& grid, IntRect const& bounds)
 {
+    auto const left = grid.x.cellOf(bounds.x) - 1;
+    std::vector<CellBlend> across;
+    for (std::int32_t x = 0; x < bounds.width; ++x)
+        across.push_back(between(grid.x, bounds.x + x));
+    std::vector<float> row(static_cast<std::size_t>(across.back().first - left) + 2);
+    std::vector<std::uint16_t> values(across.size());
     auto mask = emptyMask(bounds);
-    std::vector<float> row(static_cast<std::size_t>(cells.bounds.width) + 2);
     for (auto y = bounds.y; y < bounds.y + bounds.height; ++y) {
-        auto const vertical = between(grid.y, y);
+        auto const down = between(grid.y, y);
         for (std::size_t i = 0; i < row.size(); ++i) {
-            auto const x = cells.bounds.x - 1 + static_cast<std::int32_t>(i);
-            row[i] = valueAt(cells, x, vertical.first) * (1 - vertical.second)
-                + valueAt(cells, x, vertical.first + 1) * vertical.second;
+            auto const x = left + static_cast<std::int32_t>(i);
+            row[i] = valueAt(cells, x, down.first) * (1 - down.second)
+                + valueAt(cells, x, down.first + 1) * down.second;
         }
-        auto* const to = mask.row(y);
-        for (std::int32_t x = 0; x < bounds.width; ++x) {
-            auto const across = between(grid.x, bounds.x + x);
-            auto const at = static_cast<std::size_t>(
-                std::clamp(across.first - cells.bounds.x + 1, 0, cells.bounds.width));
-            auto const value = row[at] * (1 - across.second) + row[at + 1] * across.second;
-            to[x] = asCoverage(static_cast<std::int32_t>(std::lrint(value)));
+        for (std::size_t x = 0; x < across.size(); ++x) {
+            auto const at = static_cast<std::size_t>(across[x].first - left);
+            auto const value = row[at] + (row[at + 1] - row[at]) * across[x].second;
+            values[x] = static_cast<std::uint16_t>(value + 0.5F);
         }
+        narrowCoverage(values.data(), mask.row(y), values.size());
     }
     return mask;
 }

@@ -36,14 +36,8 @@ BlurPass extendedBox(double variance)
     auto const edge =
         length * (radius * (radius + 1) - 3 * variance) / (6 * (variance - (radius + 1) * (radius + 1)));
     pass.radius = static_cast<std::int32_t>(radius);
-    pass.inner = static_cast<float>(1 / (length + 2 * edge));
-    pass.edge = static_cast<float>(edge / (length + 2 * edge));
+    pass.box = {static_cast<float>(1 / (length + 2 * edge)), static_cast<float>(edge / (length + 2 * edge))};
     return pass;
-}
-
-std::uint16_t rounded(float value)
-{
-    return static_cast<std::uint16_t>(std::lrint(value));
 }
 
 class ColumnFilter {
@@ -51,82 +45,73 @@ public:
     ColumnFilter(BlurPlane const& in, BlurPass const& pass)
         : m_in(in)
         , m_pass(pass)
-        , m_width(static_cast<std::size_t>(in.bounds.width))
-        , m_zeros(m_width)
-        , m_sums(m_width)
+        , m_zeros(in.stride())
+        , m_sums(in.stride())
     {
     }
 
     void fill(BlurPlane& out)
     {
+        auto const top = out.bounds().y;
+        auto const bottom = top + out.bounds().height;
         if (m_pass.kind == BlurPass::Kind::Box)
-            return fillByBox(out);
-        for (auto y = out.bounds.y; y < out.bounds.y + out.bounds.height; ++y)
-            sumTaps(y, out.row(y));
+            return fillByBox(out, top, bottom);
+        std::vector<std::uint16_t const*> rows;
+        for (auto y = top; y < bottom; ++y) {
+            rows.clear();
+            for (auto tap = y - m_pass.reach(); tap <= y + m_pass.reach(); ++tap)
+                rows.push_back(inRow(tap));
+            sumTaps(rows, m_pass.weights, out.row(y), out.stride());
+        }
     }
 
 private:
     std::uint16_t const* inRow(std::int32_t y) const
     {
-        auto const& bounds = m_in.bounds;
+        auto const& bounds = m_in.bounds();
         return y < bounds.y || y >= bounds.y + bounds.height ? m_zeros.data() : m_in.row(y);
     }
 
-    void sumTaps(std::int32_t y, std::uint16_t* out) const
-    {
-        for (std::size_t x = 0; x < m_width; ++x) {
-            auto sum = m_pass.weights[0] * static_cast<float>(inRow(y)[x]);
-            for (std::int32_t i = 1; i <= m_pass.reach(); ++i)
-                sum += m_pass.weights[static_cast<std::size_t>(i)]
-                    * static_cast<float>(inRow(y - i)[x] + inRow(y + i)[x]);
-            out[x] = rounded(sum);
-        }
-    }
-
     // The sums of the inner rows move down one row at a time.
-    void fillByBox(BlurPlane& out)
+    void fillByBox(BlurPlane& out, std::int32_t top, std::int32_t bottom)
     {
-        auto const top = out.bounds.y;
-        for (auto y = top - m_pass.radius; y <= top + m_pass.radius; ++y)
-            addRow(inRow(y));
-        for (auto y = top; y < top + out.bounds.height; ++y) {
-            auto const* const above = inRow(y - m_pass.radius - 1);
-            auto const* const below = inRow(y + m_pass.radius + 1);
-            moveBox(above, below, inRow(y - m_pass.radius), out.row(y));
-        }
-    }
-
-    void addRow(std::uint16_t const* row)
-    {
-        for (std::size_t x = 0; x < m_width; ++x)
-            m_sums[x] += row[x];
-    }
-
-    void moveBox(std::uint16_t const* above, std::uint16_t const* below, std::uint16_t const* leaving,
-        std::uint16_t* out)
-    {
-        for (std::size_t x = 0; x < m_width; ++x) {
-            out[x] = rounded(static_cast<float>(m_sums[x]) * m_pass.inner
-                + static_cast<float>(above[x] + below[x]) * m_pass.edge);
-            m_sums[x] += below[x] - leaving[x];
+        auto const radius = m_pass.radius;
+        for (auto y = top - radius; y <= top + radius; ++y)
+            addToSums(inRow(y), m_sums.data(), out.stride());
+        for (auto y = top; y < bottom; ++y) {
+            BoxRows const rows = {inRow(y - radius - 1), inRow(y - radius), inRow(y + radius + 1)};
+            moveBox(rows, m_pass.box, m_sums.data(), out.row(y), out.stride());
         }
     }
 
     BlurPlane const& m_in;
     BlurPass const& m_pass;
-    std::size_t m_width;
     std::vector<std::uint16_t> m_zeros;
     std::vector<std::int32_t> m_sums;
 };
 
+constexpr std::size_t roundedUp(std::int32_t count, std::size_t multiple)
+{
+    return (static_cast<std::size_t>(count) + multiple - 1) / multiple * multiple;
+}
+
 } // namespace
 
-BlurPlane BlurPlane::create(IntRect const& bounds)
+BlurPlane::BlurPlane(IntRect const& bounds)
+    : m_bounds(bounds)
+    , m_stride(roundedUp(bounds.width, kBlurAlignment))
+    , m_values(m_stride * roundedUp(bounds.height, kTile))
 {
-    BlurPlane plane;
-    plane.bounds = bounds;
-    plane.values.resize(static_cast<std::size_t>(bounds.width) * static_cast<std::size_t>(bounds.height));
-    return plane;
+}
+
+BlurPlane BlurPlane::transposed() const
+{
+    BlurPlane result({m_bounds.y, m_bounds.x, m_bounds.height, m_bounds.width});
+    for (std::int32_t y = 0; y < m_bounds.height; y += kTile) {
+        for (std::int32_t x = 0; x < m_bounds.width; x += kTile)
+            transposeTile(row(m_bounds.y + y) + x, m_stride, result.row(m_bounds.x + x) + y, result.m_stride);
+    }
+    return result;
 }
 
 std::vector<BlurPass> blurPasses(double deviation)
@@ -150,10 +135,10 @@ BlurPlane filterColumns(
     auto reachLeft = reachOf(passes);
     for (auto const& pass : passes) {
         reachLeft -= pass.reach();
-        auto const& in = plane.bounds;
+        auto const in = plane.bounds();
         auto const begin = std::max(in.y - pass.reach(), top - reachLeft);
         auto const end = std::min(in.y + in.height + pass.reach(), bottom + reachLeft);
-        auto out = BlurPlane::create({in.x, begin, in.width, std::max(0, end - begin)});
+        BlurPlane out({in.x, begin, in.width, std::max(0, end - begin)});
         ColumnFilter(plane, pass).fill(out);
         plane = std::move(out);
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/graphics/Geometry.h"
+#include "platform/graphics/drawing/BlurKernels.h"
 
 #include <cstdint>
 #include <span>
@@ -9,22 +10,27 @@
 namespace velk::graphics {
 
 /// A picture of one component between the passes of a blur; 0 outside of its bounds. Values have 7 fraction
-/// bits, so that the roundings of several passes stay below one step of 8 bits.
-struct BlurPlane {
+/// bits, so that the roundings of several passes stay below one step of 8 bits. Rows are filled up with
+/// values without meaning to a multiple of kBlurAlignment, and their number to one of kTile.
+class BlurPlane {
+public:
     static constexpr int kFractionBits = 7;
+    static constexpr std::int32_t kTile = 8;
 
-    IntRect bounds;
-    std::vector<std::uint16_t> values;
+    explicit BlurPlane(IntRect const& bounds);
 
-    static BlurPlane create(IntRect const& bounds);
-    std::uint16_t const* row(std::int32_t y) const { return values.data() + offset(y); }
-    std::uint16_t* row(std::int32_t y) { return values.data() + offset(y); }
+    IntRect const& bounds() const { return m_bounds; }
+    std::size_t stride() const { return m_stride; }
+    std::uint16_t const* row(std::int32_t y) const { return m_values.data() + offset(y); }
+    std::uint16_t* row(std::int32_t y) { return m_values.data() + offset(y); }
+    BlurPlane transposed() const;
 
 private:
-    std::size_t offset(std::int32_t y) const
-    {
-        return static_cast<std::size_t>(y - bounds.y) * static_cast<std::size_t>(bounds.width);
-    }
+    std::size_t offset(std::int32_t y) const { return static_cast<std::size_t>(y - m_bounds.y) * m_stride; }
+
+    IntRect m_bounds;
+    std::size_t m_stride;
+    std::vector<std::uint16_t> m_values;
 };
 
 /// One symmetric filter with weights that add up to 1:
@@ -37,7 +43,7 @@ struct BlurPass {
     Kind kind = Kind::Taps;
     std::vector<float> weights; ///< Taps
     std::int32_t radius = 0; ///< Box
-    float inner = 1, edge = 0; ///< Box
+    BoxWeights box {1, 0};
 
     std::int32_t reach() const
     {
