@@ -52,6 +52,14 @@ TEST(Shaping, ThePlainWayAgreesWithTheGeneralOne)
     }
 }
 
+TEST(Shaping, AFaceThatStoodInForABoldOneIsStillTheRegularOne)
+{
+    // In the regular face only.
+    shapeAny(U"\u2102", *installedFace("DejaVuSerif-Bold"));
+    auto const* const face = installedFace("DejaVu Serif");
+    expectSame(*shapePlain(U"Regular", *face), shapeAny(U"Regular", *face));
+}
+
 TEST(Shaping, ThePlainWayLeavesTheRestToTheGeneralOne)
 {
     auto const* const face = installedFace("LiberationSans");
