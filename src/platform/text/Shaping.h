@@ -24,7 +24,7 @@ std::u32string lineCharacters(std::string_view text);
 std::optional<std::vector<ShapedGlyph>> shapePlain(std::u32string_view text, Face const& face);
 
 /// Shapes any text: in visual order, with glyphs from other faces where `face` lacks them, or where none has
-/// them, its box for missing ones.
+/// them, a box.
 std::vector<ShapedGlyph> shapeAny(std::u32string_view text, Face const& face);
 
 } // namespace velk::text
