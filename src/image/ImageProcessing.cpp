@@ -2,6 +2,7 @@
 
 #include "base/AtomicFile.h"
 #include "base/Reporting.h"
+#include "base/RunResults.h"
 #include "image/FileIcon.h"
 #include "image/GeometryRequests.h"
 #include "image/ImageEditState.h"
@@ -244,6 +245,7 @@ bool Modification::write(bool outputIsDirectory)
             m_inputPath, renamed.error(), fmt::format("Cannot to rename temporary file to {}", finalPath));
         return false;
     }
+    noteResult(finalPath, m_inputPath);
     if (m_state.addIcon)
         setFileIcon(finalPath);
     return true;
