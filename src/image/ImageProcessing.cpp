@@ -2,7 +2,12 @@
 
 #include "base/AtomicFile.h"
 #include "base/Reporting.h"
+<<<<<<< HEAD
 #include "image/ColorRequests.h"
+=======
+#include "base/RunResults.h"
+#include "image/FileIcon.h"
+>>>>>>> icons
 #include "image/GeometryRequests.h"
 #include "image/ImageEditState.h"
 #include "image/PropertyEdits.h"
@@ -25,6 +30,12 @@ struct RequestKind {
     bool isPrefix = false;
 };
 
+Result<void> requestIcon(ImageEditState& state, FunctionRequest const&)
+{
+    state.addIcon = true;
+    return {};
+}
+
 constexpr RequestKind kRequestKinds[] = {
     {"--setProperty", requestPropertyEdit},
     {"--deleteProperty", requestPropertyRemoval},
@@ -41,6 +52,7 @@ constexpr RequestKind kRequestKinds[] = {
     {"--cropOffset", requestOffset},
     {"--padColor", requestPadColor},
     {"--resampl", requestResampling, true},
+    {"--addIcon", requestIcon},
 };
 
 Result<void> applyRequest(ImageEditState& state, FunctionRequest const& request)
@@ -251,6 +263,9 @@ bool Modification::write(bool outputIsDirectory)
             m_inputPath, renamed.error(), fmt::format("Cannot to rename temporary file to {}", finalPath));
         return false;
     }
+    noteResult(finalPath, m_inputPath);
+    if (m_state.addIcon)
+        setFileIcon(finalPath);
     return true;
 }
 
