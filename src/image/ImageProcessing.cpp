@@ -2,12 +2,9 @@
 
 #include "base/AtomicFile.h"
 #include "base/Reporting.h"
-<<<<<<< HEAD
-#include "image/ColorRequests.h"
-=======
 #include "base/RunResults.h"
+#include "image/ColorRequests.h"
 #include "image/FileIcon.h"
->>>>>>> icons
 #include "image/GeometryRequests.h"
 #include "image/ImageEditState.h"
 #include "image/PropertyEdits.h"

@@ -16,7 +16,8 @@ struct ShapedGlyph {
     graphics::Point origin;
 };
 
-/// The characters of one line: invalid UTF-8 as U+FFFD, control characters and line breaks as blanks.
+/// The characters of one line: invalid UTF-8 as U+FFFD, control characters and line breaks as blanks, a
+/// letter and its mark as one character where there is one, for more fonts have that than the mark.
 std::u32string lineCharacters(std::string_view text);
 
 /// Shapes text of one direction in one script that `face` has all glyphs for: what nearly all text is, and
