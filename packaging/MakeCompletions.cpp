@@ -159,7 +159,7 @@ void printFish()
             if (!words.empty())
                 fmt::print(" -x -a '{}'", words);
             else
-                fmt::print(takesFile(parameters[0]) ? " -r" : " -x");
+                fmt::print("{}", takesFile(parameters[0]) ? " -r" : " -x");
         }
         std::string help(function->help.empty() ? function->longName.substr(2) : function->help);
         for (std::size_t at = 0; (at = help.find('\'', at)) != std::string::npos; at += 2)
