@@ -44,6 +44,8 @@ struct ImageEditState {
 
     /// The file must be written anew rather than copied.
     bool modified = false;
+    /// The written file gets an icon.
+    bool addIcon = false;
 };
 
 /// With the debug flag: says that the guarded value `name` is missing here.

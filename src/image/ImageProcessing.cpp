@@ -3,6 +3,7 @@
 #include "base/AtomicFile.h"
 #include "base/Reporting.h"
 #include "image/ColorRequests.h"
+#include "image/FileIcon.h"
 #include "image/GeometryRequests.h"
 #include "image/ImageEditState.h"
 #include "image/PropertyEdits.h"
@@ -25,6 +26,12 @@ struct RequestKind {
     bool isPrefix = false;
 };
 
+Result<void> requestIcon(ImageEditState& state, FunctionRequest const&)
+{
+    state.addIcon = true;
+    return {};
+}
+
 constexpr RequestKind kRequestKinds[] = {
     {"--setProperty", requestPropertyEdit},
     {"--deleteProperty", requestPropertyRemoval},
@@ -41,6 +48,7 @@ constexpr RequestKind kRequestKinds[] = {
     {"--cropOffset", requestOffset},
     {"--padColor", requestPadColor},
     {"--resampl", requestResampling, true},
+    {"--addIcon", requestIcon},
 };
 
 Result<void> applyRequest(ImageEditState& state, FunctionRequest const& request)
@@ -251,6 +259,8 @@ bool Modification::write(bool outputIsDirectory)
             m_inputPath, renamed.error(), fmt::format("Cannot to rename temporary file to {}", finalPath));
         return false;
     }
+    if (m_state.addIcon)
+        setFileIcon(finalPath);
     return true;
 }
 

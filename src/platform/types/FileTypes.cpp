@@ -15,26 +15,26 @@ constexpr Extension kBmp[] = {"bmp", "dib"};
 constexpr Extension kGif[] = {"gif"};
 constexpr Extension kJpeg[] = {"jpeg", "jpg", "jpe", "jfif"};
 constexpr Extension kJpeg2000[] = {"jp2", "j2k", "jpf", "jpx", "j2c"};
-constexpr Extension kPbm[] = {"pbm", "pgm", "ppm", "pnm", "pam"};
+constexpr Extension kPbm[] = {"pbm", "pgm", "ppm", "pnm", "pam", "pfm"};
 constexpr Extension kPng[] = {"png"};
-constexpr Extension kPsd[] = {"psd"};
+constexpr Extension kPsd[] = {"psd", "psb"};
 constexpr Extension kSgi[] = {"sgi", "rgb", "rgba", "bw"};
 constexpr Extension kTga[] = {"tga"};
 constexpr Extension kTiff[] = {"tiff", "tif"};
 constexpr Extension kWebp[] = {"webp"};
 
 constexpr FileType kFileTypes[] = {
-    {"com.adobe.photoshop-image", kPsd},
-    {"com.compuserve.gif", kGif},
-    {"com.microsoft.bmp", kBmp},
-    {"com.sgi.sgi-image", kSgi},
-    {"com.truevision.tga-image", kTga},
-    {"org.webmproject.webp", kWebp},
-    {"public.jpeg", kJpeg},
-    {"public.jpeg-2000", kJpeg2000},
-    {"public.pbm", kPbm},
-    {"public.png", kPng},
-    {"public.tiff", kTiff},
+    {"com.adobe.photoshop-image", "image/vnd.adobe.photoshop", kPsd},
+    {"com.compuserve.gif", "image/gif", kGif},
+    {"com.microsoft.bmp", "image/bmp", kBmp},
+    {"com.sgi.sgi-image", "image/x-sgi", kSgi},
+    {"com.truevision.tga-image", "image/x-tga", kTga},
+    {"org.webmproject.webp", "image/webp", kWebp},
+    {"public.jpeg", "image/jpeg", kJpeg},
+    {"public.jpeg-2000", "image/jp2", kJpeg2000},
+    {"public.pbm", "image/x-portable-anymap", kPbm},
+    {"public.png", "image/png", kPng},
+    {"public.tiff", "image/tiff", kTiff},
 };
 
 bool equalIgnoringCase(std::string_view a, std::string_view b)
