@@ -2,6 +2,7 @@
 
 #include "base/AtomicFile.h"
 #include "base/Reporting.h"
+#include "base/RunResults.h"
 #include "image/ColorRequests.h"
 #include "image/FileIcon.h"
 #include "image/GeometryRequests.h"
@@ -259,6 +260,7 @@ bool Modification::write(bool outputIsDirectory)
             m_inputPath, renamed.error(), fmt::format("Cannot to rename temporary file to {}", finalPath));
         return false;
     }
+    noteResult(finalPath, m_inputPath);
     if (m_state.addIcon)
         setFileIcon(finalPath);
     return true;

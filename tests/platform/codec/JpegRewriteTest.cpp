@@ -1,4 +1,4 @@
-#include "platform/codec/JpegMd5.h"
+#include "base/Md5.h"
 #include "platform/codec/JpegPreview.h"
 #include "platform/codec/JpegTestFiles.h"
 #include "support/TestFiles.h"
@@ -346,7 +346,7 @@ TEST(JpegXmp, NamesExtensionsByTheirDigest)
 {
     auto const hex = [](std::string_view text) {
         std::string digest;
-        for (auto const byte : jpeg::md5(asBytes(text)))
+        for (auto const byte : md5(asBytes(text)))
             digest += fmt::format("{:02x}", byte);
         return digest;
     };
