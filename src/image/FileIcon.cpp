@@ -2,7 +2,7 @@
 
 #include "base/Reporting.h"
 #include "platform/codec/Codec.h"
-#include "platform/color/StandardProfiles.h"
+#include "platform/color/Srgb.h"
 #include "platform/desktop/FileIcon.h"
 #include "platform/graphics/Render.h"
 #include "platform/graphics/Turn.h"
@@ -48,7 +48,7 @@ Result<Image> iconPicture(Image const& image, Turn turn)
         {.transform = transformOf(turn, image.size()) * fit,
             .size = size,
             .alpha = image.hasAlpha(),
-            .drawingSpace = ColorSpace::withProfile(ColorModel::RGB, color::srgbProfile()),
+            .drawingSpace = color::srgbSpace(),
             .tagSpace = ColorSpace::device(ColorModel::RGB)}));
     // Collected, because every icon is drawn from it.
     auto pixels = TRY(PixelBuffer::collect(*TRY(drawn.rows())));
