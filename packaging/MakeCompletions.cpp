@@ -18,18 +18,23 @@ namespace velk {
 namespace {
 
 // What may stand in a parameter's place: words, or names of files when there are none.
-std::string wordsFor(std::string_view parameter)
+std::string wordsFor(FunctionEntry const& function, std::string_view parameter)
 {
     std::string words;
     auto const add = [&](std::string_view word) { words += (words.empty() ? "" : " ") + std::string(word); };
     if (parameter == "key") {
+        bool const isQuery = function.categories & category::kQuery;
         std::set<std::string_view> keys;
         for (auto const& table : {imagePropertyTable(), profilePropertyTable()}) {
-            for (auto const& property : table)
-                keys.insert(property.key);
+            for (auto const& property : table) {
+                if (isQuery || property.isWritable)
+                    keys.insert(property.key);
+            }
         }
-        add(kAllKey);
-        add(kAllXmlKey);
+        if (isQuery) {
+            add(kAllKey);
+            add(kAllXmlKey);
+        }
         for (auto const key : keys)
             add(key);
     } else if (parameter == "intent") {
@@ -83,7 +88,7 @@ void printBashCase(FunctionEntry const& function, std::size_t distance)
     auto const parameter = function.parameterNames()[distance - 1];
     auto const pattern = function.shortLetter ? fmt::format("{}|{}", function.longName, shortForm(function))
                                               : std::string(function.longName);
-    auto const words = wordsFor(parameter);
+    auto const words = wordsFor(function, parameter);
     auto const reply = !words.empty() ? fmt::format("COMPREPLY=($(compgen -W '{}' -- \"$word\"))", words)
         : takesFile(parameter)        ? std::string("COMPREPLY=($(compgen -f -- \"$word\"))")
                                       : std::string("COMPREPLY=()");
@@ -111,9 +116,9 @@ void printBash()
 
 // ---- Zsh.
 
-std::string zshAction(std::string_view parameter)
+std::string zshAction(FunctionEntry const& function, std::string_view parameter)
 {
-    auto const words = wordsFor(parameter);
+    auto const words = wordsFor(function, parameter);
     if (!words.empty())
         return fmt::format("({})", words);
     return takesFile(parameter) ? "_files" : " ";
@@ -136,7 +141,7 @@ void printZsh()
     for (auto const* function : functions()) {
         std::string parameters;
         for (auto const name : function->parameterNames())
-            parameters += fmt::format(":{}:{}", zshQuoted(name), zshAction(name));
+            parameters += fmt::format(":{}:{}", zshQuoted(name), zshAction(*function, name));
         auto const help = function->help.empty() ? function->longName.substr(2) : function->help;
         for (auto const& name : {std::string(function->longName), shortForm(*function)}) {
             if (!name.empty())
@@ -155,7 +160,7 @@ void printFish()
         if (function->shortLetter)
             fmt::print(" -s {}", function->shortLetter);
         if (auto const parameters = function->parameterNames(); !parameters.empty()) {
-            auto const words = wordsFor(parameters[0]);
+            auto const words = wordsFor(*function, parameters[0]);
             if (!words.empty())
                 fmt::print(" -x -a '{}'", words);
             else
