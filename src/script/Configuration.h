@@ -47,7 +47,7 @@ public:
     /// `longestEdge()`; never larger than it is.
     SizeValue requestedSizeForSize(SizeValue size) const;
 
-    /// As scripts see them: a list that stays the same object, and undefined for what is not set.
+    /// As scripts see them: lists are new arrays at every reading, and what is not set is undefined.
     js::Value imagesForScript() const;
     js::Value argumentsForScript() const;
     js::Value outputDirForScript() const;

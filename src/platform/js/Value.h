@@ -84,9 +84,13 @@ public:
 private:
     std::shared_ptr<NativeObject> native() const;
 
+    friend class Binding;
     struct Null { };
+    using Record = std::vector<std::pair<std::string, double>>;
     std::variant<std::monostate, Null, bool, double, std::string, std::shared_ptr<NativeObject>,
-        std::shared_ptr<PropertyValue const>, ByteView, std::shared_ptr<ScriptObject>>
+        std::shared_ptr<PropertyValue const>, std::shared_ptr<ByteView const>,
+        std::shared_ptr<std::vector<Value> const>, std::shared_ptr<Record const>,
+        std::shared_ptr<ScriptObject>>
         m_value;
 };
 
