@@ -13,16 +13,21 @@ namespace velk::text {
 
 namespace {
 
-/// Where fontconfig says that a face lies.
+/// A face as fontconfig names it.
 struct FaceSource {
     std::string file;
     /// The face in a collection; above bit 16 the named instance of a variable font, counted from 1.
     unsigned index = 0;
     /// "wght=700,wdth=75"
     std::string variations;
+    /// A regular face that stands in for a bold one calls itself bold, so its pattern is no name of it.
+    int weight = 0, slant = 0;
 
     auto operator<=>(FaceSource const&) const = default;
 };
+
+/// In place of an instance: the variable font itself.
+constexpr unsigned kNoInstance = 0x8000;
 
 std::string stringOf(FcPattern* pattern, char const* object)
 {
@@ -32,11 +37,22 @@ std::string stringOf(FcPattern* pattern, char const* object)
     return reinterpret_cast<char const*>(text);
 }
 
+int integerOf(FcPattern* pattern, char const* object)
+{
+    int value = 0;
+    FcPatternGetInteger(pattern, object, 0, &value);
+    return value;
+}
+
 FaceSource sourceOf(FcPattern* pattern)
 {
-    int index = 0;
-    FcPatternGetInteger(pattern, FC_INDEX, 0, &index);
-    return {stringOf(pattern, FC_FILE), static_cast<unsigned>(index), stringOf(pattern, FC_FONT_VARIATIONS)};
+    return {
+        .file = stringOf(pattern, FC_FILE),
+        .index = static_cast<unsigned>(integerOf(pattern, FC_INDEX)),
+        .variations = stringOf(pattern, FC_FONT_VARIATIONS),
+        .weight = integerOf(pattern, FC_WEIGHT),
+        .slant = integerOf(pattern, FC_SLANT),
+    };
 }
 
 std::vector<hb_variation_t> parsedVariations(std::string_view list)
@@ -54,7 +70,7 @@ std::vector<hb_variation_t> parsedVariations(std::string_view list)
 
 void applyVariations(hb_font_t* font, FaceSource const& source)
 {
-    if (auto const instance = source.index >> 16; instance > 0)
+    if (auto const instance = source.index >> 16; instance > 0 && instance != kNoInstance)
         hb_font_set_var_named_instance(font, instance - 1);
     if (auto const variations = parsedVariations(source.variations); !variations.empty())
         hb_font_set_variations(font, variations.data(), static_cast<unsigned>(variations.size()));

@@ -10,8 +10,10 @@ struct _FcPattern;
 
 namespace velk::text {
 
-/// Numbers a glyph within its face; 0 is what the face shows for characters that it lacks.
+/// Numbers a glyph within its face.
 using GlyphIndex = std::uint32_t;
+/// What a face shows for characters that it lacks.
+constexpr GlyphIndex kMissingGlyph = 0;
 
 /// An installed face, scalable, without a size. Opened once; lives as long as the process.
 class Face {

@@ -8,8 +8,8 @@ namespace velk::text {
 
 class SizedFace;
 
-/// A font at a size, by its family, full or PostScript name. Cheap to copy. Fonts and lines belong to the
-/// main thread.
+/// A font at a size, by its family, full or PostScript name, in which case and blanks do not count. Cheap to
+/// copy. Fonts and lines belong to the main thread.
 class Font {
 public:
     /// The size of text that says nothing else, in units of user space.

@@ -275,7 +275,8 @@ Face const* installedFace(std::string const& name)
 
 Face const* anyFace()
 {
-    return usableFonts().empty() ? nullptr : genericFace("sans-serif");
+    static auto const* const face = usableFonts().empty() ? nullptr : genericFace("sans-serif");
+    return face;
 }
 
 } // namespace velk::text

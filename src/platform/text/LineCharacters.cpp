@@ -1,6 +1,8 @@
 #include "base/Utf8.h"
 #include "platform/text/Shaping.h"
 
+#include <hb.h>
+
 namespace velk::text {
 
 namespace {
@@ -14,6 +16,33 @@ bool isControl(char32_t character)
         || character == 0x2029;
 }
 
+char32_t shown(std::optional<char32_t> codePoint)
+{
+    auto const character = codePoint.value_or(kReplacement);
+    return isControl(character) ? U' ' : character;
+}
+
+/// The one character that is both, if there is.
+std::optional<char32_t> composed(char32_t first, char32_t second)
+{
+    constexpr char32_t kFirstCombining = 0x300;
+    if (second < kFirstCombining)
+        return std::nullopt;
+    hb_codepoint_t both = 0;
+    if (!hb_unicode_compose(hb_unicode_funcs_get_default(), first, second, &both))
+        return std::nullopt;
+    return both;
+}
+
+void append(std::u32string& characters, char32_t character)
+{
+    auto const both = characters.empty() ? std::nullopt : composed(characters.back(), character);
+    if (both)
+        characters.back() = *both;
+    else
+        characters.push_back(character);
+}
+
 } // namespace
 
 std::u32string lineCharacters(std::string_view text)
@@ -22,8 +51,7 @@ std::u32string lineCharacters(std::string_view text)
     characters.reserve(text.size());
     while (!text.empty()) {
         auto const [codePoint, length] = firstUtf8Character(text);
-        auto const character = codePoint.value_or(kReplacement);
-        characters.push_back(isControl(character) ? U' ' : character);
+        append(characters, shown(codePoint));
         text.remove_prefix(length);
     }
     return characters;

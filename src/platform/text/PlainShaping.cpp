@@ -71,7 +71,8 @@ std::optional<std::vector<ShapedGlyph>> shapePlain(std::u32string_view text, Fac
     hb_shape(face.shaper(), buffer, nullptr, 0);
     auto const count = hb_buffer_get_length(buffer);
     std::span const infos(hb_buffer_get_glyph_infos(buffer, nullptr), count);
-    if (std::ranges::any_of(infos, [](hb_glyph_info_t const& info) { return info.codepoint == 0; }))
+    if (std::ranges::any_of(
+            infos, [](hb_glyph_info_t const& info) { return info.codepoint == kMissingGlyph; }))
         return std::nullopt;
     return placed(infos, {hb_buffer_get_glyph_positions(buffer, nullptr), count}, face);
 }

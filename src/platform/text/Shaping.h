@@ -16,7 +16,8 @@ struct ShapedGlyph {
     graphics::Point origin;
 };
 
-/// The characters of one line: invalid UTF-8 as U+FFFD, control characters and line breaks as blanks.
+/// The characters of one line: invalid UTF-8 as U+FFFD, control characters and line breaks as blanks, a
+/// letter and its mark as one character where there is one, for more fonts have that than the mark.
 std::u32string lineCharacters(std::string_view text);
 
 /// Shapes text of one direction in one script that `face` has all glyphs for: what nearly all text is, and
@@ -24,7 +25,7 @@ std::u32string lineCharacters(std::string_view text);
 std::optional<std::vector<ShapedGlyph>> shapePlain(std::u32string_view text, Face const& face);
 
 /// Shapes any text: in visual order, with glyphs from other faces where `face` lacks them, or where none has
-/// them, its box for missing ones.
+/// them, a box.
 std::vector<ShapedGlyph> shapeAny(std::u32string_view text, Face const& face);
 
 } // namespace velk::text

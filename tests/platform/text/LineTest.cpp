@@ -137,7 +137,7 @@ TEST(Line, SetsRightToLeftTextInVisualOrder)
     auto const font = dejaVu(20);
     auto const alef = identities("\u05D0", font), bet = identities("\u05D1", font),
                gimel = identities("\u05D2", font), a = identities("a", font), one = identities("1", font),
-               two = identities("2", font);
+               two = identities("2", font), armenian = identities("\u0561", font);
     struct {
         char const* text;
         std::vector<std::uint64_t> order;
@@ -148,6 +148,7 @@ TEST(Line, SetsRightToLeftTextInVisualOrder)
         {"\u05D0\u05D1 a", {a[0], bet[0], alef[0]}},
         {"\u05D0 12 \u05D1", {bet[0], one[0], two[0], alef[0]}},
         {"a 12 \u05D0", {a[0], one[0], two[0], alef[0]}},
+        {"\u05D0 a \u0561 1 \u05D1 2", {two[0], bet[0], a[0], armenian[0], one[0], alef[0]}},
     };
     for (auto const& row : cases)
         EXPECT_EQ(identities(row.text, font), row.order) << row.text;
@@ -206,6 +207,8 @@ TEST(Line, ShowsABoxForWhatNoFontHas)
     ASSERT_EQ(line.glyphs().size(), 3u);
     EXPECT_GT(line.inkBox().width, ink("ab", font).width + 5);
     EXPECT_EQ(identities("\U000F1234", font), identities("\U000F5678", font));
+    // Also where the font itself leaves missing glyphs blank.
+    EXPECT_EQ(Line("\U000F1234", *Font::find("Helvetica", 20)).glyphs().size(), 1u);
 }
 
 TEST(Line, ShowsInvalidUtf8AsReplacementCharacters)
@@ -238,6 +241,11 @@ TEST(Line, SurvivesUnusualText)
     for (int i = 0; i < 6; ++i)
         everything += everything;
     EXPECT_GT(Line(everything, font).glyphs().size(), 64u);
+    // Thousands of runs.
+    std::string accents;
+    for (int i = 0; i < 3000; ++i)
+        accents += "a\u0323\u0325";
+    Line(accents, font);
     EXPECT_GT(Line(std::string(100000, 'x'), font).inkBox().width, 500000);
     EXPECT_GT(Line(std::string(200000, '\xFF'), font).glyphs().size(), 199999u);
 }

@@ -25,6 +25,23 @@ void expectSame(std::vector<ShapedGlyph> const& plain, std::vector<ShapedGlyph> 
 
 } // namespace
 
+TEST(Shaping, JoinsLettersAndMarksToOneCharacter)
+{
+    struct {
+        char const* text;
+        std::u32string_view characters;
+    } const cases[] = {
+        {"cafe\u0301", U"café"},
+        {"e\u0302\u0301", U"\u1EBF"},
+        {"q\u0302", U"q\u0302"},
+        {"\u0301e", U"\u0301e"},
+        {"e\u200D\u0301", U"e\u200D\u0301"},
+        {"\u1112\u1161\u11AB", U"\uD55C"},
+    };
+    for (auto const& row : cases)
+        EXPECT_EQ(lineCharacters(row.text), row.characters) << row.text;
+}
+
 TEST(Shaping, ThePlainWayAgreesWithTheGeneralOne)
 {
     constexpr char32_t const* kTexts[] = {
@@ -50,6 +67,14 @@ TEST(Shaping, ThePlainWayAgreesWithTheGeneralOne)
             expectSame(*plain, shapeAny(kTexts[i], *face));
         }
     }
+}
+
+TEST(Shaping, AFaceThatStoodInForABoldOneIsStillTheRegularOne)
+{
+    // In the regular face only.
+    shapeAny(U"\u2102", *installedFace("DejaVuSerif-Bold"));
+    auto const* const face = installedFace("DejaVu Serif");
+    expectSame(*shapePlain(U"Regular", *face), shapeAny(U"Regular", *face));
 }
 
 TEST(Shaping, ThePlainWayLeavesTheRestToTheGeneralOne)
