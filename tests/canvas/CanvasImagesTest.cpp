@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <vector>
 
 namespace velk {
 
@@ -13,7 +14,7 @@ using namespace test;
 
 namespace {
 
-Canvas::ImageArguments arguments(std::initializer_list<double> numbers)
+Canvas::ImageArguments arguments(std::vector<double> const& numbers)
 {
     Canvas::ImageArguments result;
     std::ranges::copy(numbers, result.begin());
@@ -39,7 +40,7 @@ protected:
         m_image = std::make_shared<Image>(m_directory / "quarters.png");
     }
 
-    void draw(std::initializer_list<double> numbers) { m_canvas->drawImage(m_image, arguments(numbers)); }
+    void draw(std::vector<double> const& numbers) { m_canvas->drawImage(m_image, arguments(numbers)); }
     Pixel at(int x, int y) const { return pixelOf(*m_canvas, x, y); }
 
     TemporaryDirectory m_directory;
@@ -112,12 +113,14 @@ TEST_F(CanvasImages, DrawNothingWithoutPixels)
 {
     m_canvas->drawImage(nullptr, arguments({0, 0}));
     m_canvas->drawImage(std::make_shared<Image>("/no/where"), arguments({0, 0, 50, 50}));
-    writeBytes(m_directory / "bad.png", ByteSpan(readBytes(m_image->URL())).first(40));
+    EXPECT_TRUE(isBlank(*m_canvas));
+    writeBytes(m_directory / "bad.png", ByteSpan(readBytes(m_image->URL())).first(20));
     m_canvas->drawImage(std::make_shared<Image>(m_directory / "bad.png"), arguments({0, 0, 50, 50}));
+    EXPECT_TRUE(isBlank(*m_canvas));
     auto const nan = std::numeric_limits<double>::quiet_NaN();
     auto const infinity = std::numeric_limits<double>::infinity();
     for (auto const& numbers :
-        {std::initializer_list<double> {nan, 0}, {0, 0, nan, 5}, {0, 0, infinity, 5}, {0, 0, 0, 5},
+        {std::vector<double> {nan, 0}, {0, 0, nan, 5}, {0, 0, infinity, 5}, {0, 0, 0, 5},
             {nan, 0, 5, 5, 0, 0, 5, 5}, {100, 100, 5, 5, 0, 0, 5, 5}, {0, 0, 5, 5, 0, 0, 0, 0}})
         draw(numbers);
     EXPECT_TRUE(isBlank(*m_canvas));
@@ -167,7 +170,6 @@ TEST(CanvasPixels, AreCopiedWhereTheCanvasHasThem)
         {0, 0, 1.9, 1.9, 1, 1, kRed, kRed},
         {100, 100, 2, 2, 2, 2, kClear, kClear},
         {1e12, -1e300, 2, 2, 2, 2, kClear, kClear},
-        {"0", nullptr, "2", true, 2, 1, kRed, kRed},
     };
     for (auto const& [x, y, width, height, columns, rows, first, last] : cases) {
         auto const data = canvas->getImageData(x, y, width, height);

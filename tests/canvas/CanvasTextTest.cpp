@@ -164,7 +164,7 @@ TEST(CanvasText, KeepsItsColorWhenTheStateIsRestored)
     auto const left = extentOf(*canvas).left;
     EXPECT_EQ(pixelOf(*canvas, left + 2, 70), kRed);
     canvas->fillRect(100, 0, 10, 10);
-    EXPECT_EQ(pixelOf(*canvas, 105, 5), kRed);
+    EXPECT_EQ(pixelOf(*canvas, 105, 5), kBlack);
 }
 
 TEST(CanvasText, OutlinesByPercentOfTheFontSize)
@@ -187,11 +187,10 @@ TEST(CanvasText, LooksTheSameWithAndWithoutRememberedMasks)
     for (auto const x : {20.0, 20.25, 20.6}) {
         auto const masks = textCanvas("17px DejaVuSans"), outlines = textCanvas("17px DejaVuSans");
         outlines->rotate(1e-7); // no longer upright
-        for (auto const& canvas : {masks, outlines}) {
+        for (auto const& canvas : {masks, outlines})
             canvas->fillText("Sphinx of black", x, 60.5);
-            canvas->fillText("Sphinx of black", x, 60.5);
-        }
-        EXPECT_LT(largestDifference(*masks, *outlines), 50) << x;
+        // An eighth of a pixel is the most by which a letter is moved.
+        EXPECT_LT(largestDifference(*masks, *outlines), 40) << x;
         EXPECT_GT(extentOf(*masks).right, 100);
     }
 }
@@ -226,7 +225,7 @@ TEST(CanvasText, ReplacesTheWholePictureAtOnce)
 TEST(CanvasText, TakesAnyText)
 {
     auto const canvas = textCanvas();
-    std::string const texts[] = {"", "\xFF\xFE", "a\0b", "\n\t", "\xED\xA0\x80", std::string(100'000, 'x'),
+    std::string const texts[] = {"", "\xFF\xFE", "a\0b", "\n\t", "\xED\xA0\x80", std::string(20'000, 'x'),
         "ابجد שלום 漢字 👩‍👩‍👧"};
     for (auto const& text : texts) {
         canvas->fillText(text, 10, 50);

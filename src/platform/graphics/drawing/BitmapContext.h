@@ -101,7 +101,7 @@ public:
     void setBlendMode(BlendMode mode);
     void setShadow(Shadow const& shadow);
     BlendMode blendMode() const;
-    bool castsShadow() const; ///< whether a shadow would leave a trace
+    bool castsShadow() const; ///< whether the shadow could be seen
 
     /// The current path, in base space: points are mapped when they are added. Of arguments in user space.
     Path const& path() const;
