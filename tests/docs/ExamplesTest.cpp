@@ -78,4 +78,13 @@ TEST(Examples, OfTheDocumentsWork)
     EXPECT_GT(count, 40U);
 }
 
+TEST(Documents, TheTableOfFormatsIsUpToDate)
+{
+    TemporaryDirectory const directory;
+    auto const made = directory / "formats.md";
+    ASSERT_EQ(std::system((std::string(VELK_FORMATS_TABLE) + " > '" + made + "'").c_str()), 0);
+    EXPECT_TRUE(readBytes(made) == readBytes(ExampleDirectory::documentPath("docs/formats.md")))
+        << "scripts/make-docs writes it anew";
+}
+
 } // namespace velk
