@@ -1,5 +1,8 @@
 #include "platform/js/Engine.h"
 
+#include "EngineStartCode.h"
+#include "platform/js/EngineIdentity.h"
+
 #include <js/Initialization.h>
 #include <jsfriendapi.h>
 #include <malloc.h>
@@ -17,8 +20,9 @@ constexpr std::uint64_t kMegabyte = std::uint64_t {1} << 20;
 
 struct EngineProcess {
     EngineProcess()
-        : isRunning(JS_Init())
     {
+        JS::SetProcessBuildIdOp(appendEngineIdentity);
+        isRunning = JS_Init();
     }
     EngineProcess(EngineProcess const&) = delete;
     ~EngineProcess()
@@ -26,7 +30,7 @@ struct EngineProcess {
         if (isRunning)
             JS_ShutDown();
     }
-    bool isRunning;
+    bool isRunning = false;
 };
 
 // Half of the thread's stack, so that C++ called at the bottom of a deep recursion still has room.
@@ -82,6 +86,16 @@ bool stopWhenMemoryIsShort(JSContext* context)
     return false;
 }
 
+// What the engine has written in its own language comes compiled. It is compiled anew when another build of
+// the engine stored it.
+bool initializeStartCode(JSContext* context)
+{
+    JS::BuildIdCharVector identity;
+    bool const isStored = kStartCodeSize > 0 && appendEngineIdentity(&identity);
+    return JS::InitSelfHostedCode(
+        context, isStored ? JS::SelfHostedCache(kStartCode, kStartCodeSize) : JS::SelfHostedCache());
+}
+
 } // namespace
 
 ContextPointer createEngineContext()
@@ -95,7 +109,7 @@ ContextPointer createEngineContext()
     JS_SetNativeStackQuota(context.get(), stackQuota());
     JS_SetGCCallback(context.get(), checkMemory, nullptr);
     if (!JS_AddInterruptCallback(context.get(), stopWhenMemoryIsShort)
-        || !::js::UseInternalJobQueues(context.get()) || !JS::InitSelfHostedCode(context.get()))
+        || !::js::UseInternalJobQueues(context.get()) || !initializeStartCode(context.get()))
         return nullptr;
     return context;
 }
