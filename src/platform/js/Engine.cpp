@@ -1,6 +1,7 @@
 #include "platform/js/Engine.h"
 
 #include "EngineStartCode.h"
+#include "base/Files.h"
 #include "platform/js/EngineIdentity.h"
 
 #include <js/Initialization.h>
@@ -10,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 
 namespace velk::js {
@@ -48,13 +50,29 @@ std::size_t stackQuota()
 constexpr std::uint64_t kHeapLimit = 1536 * kMegabyte;
 constexpr std::uint32_t kEngineLimit = UINT32_MAX;
 
-// Half of the machine's memory, at most 8 GB: beyond that a script fails rather than the machine.
-std::uint64_t memoryLimit()
+std::uint64_t physicalMemory()
 {
     auto const pages = std::max(0L, ::sysconf(_SC_PHYS_PAGES));
     auto const pageSize = std::max(0L, ::sysconf(_SC_PAGESIZE));
-    auto const physical = static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(pageSize);
-    return std::clamp(physical / 2, 256 * kMegabyte, 8192 * kMegabyte);
+    return static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(pageSize);
+}
+
+// What a container allows the process; "max" or no file means that it does not say.
+std::uint64_t containerMemory()
+{
+    auto const text = readFile("/sys/fs/cgroup/memory.max");
+    std::uint64_t memory = UINT64_MAX;
+    if (text)
+        std::from_chars(asText(*text).data(), asText(*text).data() + text->size(), memory);
+    return memory;
+}
+
+// Half of the memory that there is, at most 8 GB: beyond that a script fails rather than the machine.
+std::uint64_t memoryLimit()
+{
+    static auto const limit =
+        std::clamp(std::min(physicalMemory(), containerMemory()) / 2, 256 * kMegabyte, 8192 * kMegabyte);
+    return limit;
 }
 
 // The engine limits its own heap, but not what arrays, strings and native objects hold beside it.
