@@ -298,6 +298,11 @@ void BitmapContext::concatenate(AffineTransform const& map)
         m_implementation->edit().transform = map * transform();
 }
 
+void BitmapContext::resetTransform()
+{
+    m_implementation->edit().transform = {};
+}
+
 void BitmapContext::setFillColor(Color const& color)
 {
     m_implementation->edit().fillColor = color;
@@ -348,6 +353,17 @@ void BitmapContext::setBlendMode(BlendMode mode)
 void BitmapContext::setShadow(Shadow const& shadow)
 {
     m_implementation->edit().shadow = shadow;
+}
+
+BlendMode BitmapContext::blendMode() const
+{
+    return m_implementation->state().mode;
+}
+
+bool BitmapContext::castsShadow() const
+{
+    auto const& shadow = m_implementation->state().shadow;
+    return shadow.color.alpha > 0 && (shadow.blur > 0 || shadow.offsetX != 0 || shadow.offsetY != 0);
 }
 
 // ---- The current path
