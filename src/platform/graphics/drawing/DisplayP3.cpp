@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <cstring>
 
 namespace velk::graphics {
 
@@ -27,11 +28,11 @@ constexpr Colorant kSrgbColorants[] = {
 // XYZType (ICC.1:2022, 10.31).
 Bytes xyzElement(std::array<std::int32_t, 3> const& xyz)
 {
-    Bytes element;
-    append(element, "XYZ ");
-    appendBE32(element, 0);
-    for (auto const number : xyz)
-        appendBE32(element, static_cast<std::uint32_t>(number));
+    constexpr std::size_t kNumbers = 8;
+    Bytes element(kNumbers + 4 * xyz.size());
+    std::memcpy(element.data(), "XYZ ", 4);
+    for (std::size_t i = 0; i < xyz.size(); ++i)
+        storeInteger(element.data() + kNumbers + 4 * i, xyz[i], ByteOrder::Big);
     return element;
 }
 
