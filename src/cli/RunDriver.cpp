@@ -5,6 +5,8 @@
 #include "cli/FileOperations.h"
 #include "cli/InformationalModes.h"
 #include "cli/PathArguments.h"
+#include "platform/modules/Module.h"
+#include "platform/modules/ScriptInterface.h"
 #include "properties/Query.h"
 
 namespace velk {
@@ -73,12 +75,16 @@ void processFile(RunSettings const& settings, std::string const& path)
         modifyFile(settings, path);
 }
 
-void runScript()
+void runScript(std::string const& source, Arguments arguments)
 {
-    reportError("this build of velk cannot run scripts\n");
+    auto const run = modules::function<modules::RunScript>("script", modules::kRunScript);
+    if (!run)
+        reportError("cannot run scripts: {}\n", run.error().message);
+    else
+        (*run)(source, {arguments.begin() + 1, arguments.end()});
 }
 
-void processFiles(RunSettings& settings)
+void processFiles(RunSettings& settings, Arguments arguments)
 {
     settings.runError = validate(settings);
     if (settings.runError != ErrorCode::None)
@@ -86,7 +92,7 @@ void processFiles(RunSettings& settings)
     for (auto const& path : settings.files)
         processFile(settings, path);
     if (settings.scriptSource)
-        runScript();
+        runScript(*settings.scriptSource, arguments);
 }
 
 void printMode(RunMode mode)
@@ -136,7 +142,7 @@ int run(Arguments arguments)
         parseArguments(settings, arguments);
 
     if (settings.mode == RunMode::ProcessFiles && settings.runError == ErrorCode::None)
-        processFiles(settings);
+        processFiles(settings, arguments);
     printMode(settings.mode);
     // Whoever asks for the version gets it, whatever else is wrong with the command line.
     if (settings.mode == RunMode::Version)

@@ -2,6 +2,7 @@
 
 #include "platform/js/Value.h"
 
+#include <cstddef>
 #include <memory>
 #include <span>
 #include <string>
@@ -9,6 +10,8 @@
 #include <utility>
 
 namespace velk::js {
+
+struct EngineArguments;
 
 /// The arguments of a call from a script. A missing argument is undefined.
 class Arguments {
@@ -23,11 +26,11 @@ public:
 
 private:
     friend class Binding;
-    explicit Arguments(void* engineArguments)
-        : m_engineArguments(engineArguments)
+    explicit Arguments(EngineArguments& engineArguments)
+        : m_engine(engineArguments)
     {
     }
-    void* m_engineArguments;
+    EngineArguments& m_engine;
 };
 
 struct MethodDescription {
@@ -52,7 +55,7 @@ struct ClassDescription {
 
 namespace detail {
 
-template <typename T> T argument(Arguments const& arguments, std::size_t index)
+template <typename T> std::remove_cvref_t<T> argument(Arguments const& arguments, std::size_t index)
 {
     using Plain = std::remove_cvref_t<T>;
     if constexpr (std::is_same_v<Plain, double>)
@@ -67,28 +70,32 @@ template <typename T> T argument(Arguments const& arguments, std::size_t index)
         return arguments.native<typename Plain::element_type>(index);
 }
 
-template <typename Class, typename Result, typename... Parameters, std::size_t... Indices>
-Value callMember(Class& self, Result (Class::*member)(Parameters...), Arguments const& arguments,
-    std::index_sequence<Indices...>)
+template <typename... Parameters, std::size_t... Indices>
+Value callWith(auto const& function, Arguments const& arguments, std::index_sequence<Indices...>)
 {
-    if constexpr (std::is_void_v<Result>) {
-        (self.*member)(argument<std::remove_cvref_t<Parameters>>(arguments, Indices)...);
+    if constexpr (std::is_void_v<
+                      std::invoke_result_t<decltype(function), std::remove_cvref_t<Parameters>...>>) {
+        function(argument<Parameters>(arguments, Indices)...);
         return {};
     } else {
-        return Value((self.*member)(argument<std::remove_cvref_t<Parameters>>(arguments, Indices)...));
+        return Value(function(argument<Parameters>(arguments, Indices)...));
     }
 }
 
 template <typename Class, typename Result, typename... Parameters>
 Value callMember(Class& self, Result (Class::*member)(Parameters...), Arguments const& arguments)
 {
-    return callMember(self, member, arguments, std::index_sequence_for<Parameters...>());
+    return callWith<Parameters...>(
+        [&](auto&&... values) { return (self.*member)(std::forward<decltype(values)>(values)...); },
+        arguments, std::index_sequence_for<Parameters...>());
 }
 
 template <typename Class, typename Result, typename... Parameters>
-Value callMember(Class& self, Result (Class::*member)(Parameters...) const, Arguments const& arguments)
+Value callMember(Class const& self, Result (Class::*member)(Parameters...) const, Arguments const& arguments)
 {
-    return callMember(self, reinterpret_cast<Result (Class::*)(Parameters...)>(member), arguments);
+    return callWith<Parameters...>(
+        [&](auto&&... values) { return (self.*member)(std::forward<decltype(values)>(values)...); },
+        arguments, std::index_sequence_for<Parameters...>());
 }
 
 template <typename Member> struct ClassOf;

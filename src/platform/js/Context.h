@@ -14,6 +14,8 @@ class Context {
 public:
     /// Null when the engine cannot start.
     static std::unique_ptr<Context> create();
+    Context(Context const&) = delete;
+    Context& operator=(Context const&) = delete;
     ~Context();
 
     void setGlobal(std::string_view name, Value const& value);
@@ -29,6 +31,9 @@ public:
     /// Evaluates a classic script in UTF-8; pending promise jobs are run afterwards. The completion value, or
     /// undefined after an exception.
     Value evaluate(std::string_view source, std::string const& fileName);
+
+    /// Collects everything that no script and no C++ object can reach any more.
+    void collectGarbage();
 
 private:
     class Implementation;

@@ -2,11 +2,14 @@
 
 #include "base/PropertyValue.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -19,6 +22,11 @@ public:
     virtual ~NativeObject() = default;
     /// Index of the object's class in the process: see `ClassTable.h`.
     virtual struct ClassDescription const& classDescription() const = 0;
+    /// The text that `print` shows; "[object Name]" unless a class has something better to say.
+    virtual std::string description() const;
+    /// Memory in bytes that goes with the object, so that a script that makes many large ones collects them
+    /// in time. Asked once, when the object is first handed to a script.
+    virtual std::size_t memorySize() const { return 0; }
 };
 
 /// A typed array of signed bytes that views memory which a C++ object owns and keeps in place: the array
@@ -44,7 +52,11 @@ public:
     Value(char const* value);
     Value(std::shared_ptr<NativeObject> object); ///< null for a null pointer
     Value(PropertyValue value); ///< dictionaries as plain objects, dates as Date, data as Uint8Array
-    Value(ByteView view);
+    Value(ByteView view); ///< copies of one Value give the script one array
+    /// A list: a new array each time it is handed out.
+    static Value list(std::vector<Value> elements);
+    /// A plain object of numbers, its properties in this order.
+    static Value record(std::initializer_list<std::pair<char const*, double>> fields);
 
     bool isUndefined() const;
     bool isNull() const;
@@ -72,9 +84,13 @@ public:
 private:
     std::shared_ptr<NativeObject> native() const;
 
+    friend class Binding;
     struct Null { };
+    using Record = std::vector<std::pair<std::string, double>>;
     std::variant<std::monostate, Null, bool, double, std::string, std::shared_ptr<NativeObject>,
-        std::shared_ptr<PropertyValue const>, ByteView, std::shared_ptr<ScriptObject>>
+        std::shared_ptr<PropertyValue const>, std::shared_ptr<ByteView const>,
+        std::shared_ptr<std::vector<Value> const>, std::shared_ptr<Record const>,
+        std::shared_ptr<ScriptObject>>
         m_value;
 };
 

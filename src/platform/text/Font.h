@@ -1,16 +1,15 @@
 #pragma once
 
-#include "platform/graphics/drawing/Path.h"
-
-#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace velk::text {
 
-/// A font at a size, by its family, full or PostScript name. Cheap to copy.
+class SizedFace;
+
+/// A font at a size, by its family, full or PostScript name, in which case and blanks do not count. Cheap to
+/// copy. Fonts and lines belong to the main thread.
 class Font {
 public:
     /// The size of text that says nothing else, in units of user space.
@@ -23,13 +22,15 @@ public:
     /// What text is set in when no font was chosen.
     static Font fallback();
 
-    double size() const;
+    double size() const { return m_size; }
 
 private:
     friend class Line;
-    struct Data;
-    explicit Font(std::shared_ptr<Data const> data);
-    std::shared_ptr<Data const> m_data;
+    Font(double size, std::shared_ptr<SizedFace> face);
+
+    double m_size;
+    /// Null when not a single font is installed.
+    std::shared_ptr<SizedFace> m_face;
 };
 
 } // namespace velk::text

@@ -1,19 +1,24 @@
 #pragma once
 
-#include "platform/graphics/drawing/Coverage.h"
+#include "platform/graphics/drawing/Path.h"
 #include "platform/text/Font.h"
 
+#include <cstdint>
 #include <memory>
 #include <span>
+#include <string_view>
 #include <vector>
 
 namespace velk::text {
 
+class Face;
+
 /// One glyph of a line: an outline that many lines share, and where its origin lies.
 struct PlacedGlyph {
-    /// Numbers the outline: same face, glyph and size = same identity. Never used again for another.
+    /// Numbers the outline: it has the same one in all lines while it is cached, and never stands for
+    /// another.
     std::uint64_t outlineIdentity;
-    /// y upwards from the baseline; alive as long as the process.
+    /// y upwards from the baseline; alive as long as the line.
     graphics::Path const* outline;
     graphics::Point origin;
 };
@@ -25,6 +30,7 @@ class Line {
 public:
     Line(std::string_view text, Font const& font);
 
+    /// From left to right; without glyphs that leave no ink.
     std::span<PlacedGlyph const> glyphs() const { return m_glyphs; }
     /// The rectangle around the ink, y upwards: `y` is its lower edge. Empty for blanks.
     graphics::FloatRect inkBox() const { return m_inkBox; }
@@ -32,6 +38,10 @@ public:
     graphics::Path outline() const;
 
 private:
+    SizedFace& sizedFace(Face const& face, double size);
+
+    /// The font's face and those that lend it glyphs: they own the outlines.
+    std::vector<std::shared_ptr<SizedFace>> m_faces;
     std::vector<PlacedGlyph> m_glyphs;
     graphics::FloatRect m_inkBox;
 };

@@ -2,50 +2,14 @@
 
 #include "DisplayP3Data.h"
 #include "platform/color/IccProfile.h"
-#include "platform/graphics/drawing/BitmapContext.h"
+#include "platform/color/Srgb.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
-#include <cstring>
 
 namespace velk::graphics {
 
 namespace {
-
-struct Colorant {
-    char const (&signature)[5];
-    std::array<std::int32_t, 3> xyz; ///< s15Fixed16
-};
-
-// Those of sRGB (IEC 61966-2-1) adapted to D50 as Bradford does; its curve is that of Display P3.
-constexpr Colorant kSrgbColorants[] = {
-    {"rXYZ", {0x6FA0, 0x38F2, 0x038F}},
-    {"gXYZ", {0x6296, 0xB78A, 0x18DA}},
-    {"bXYZ", {0x24A0, 0x0F84, 0xB6C4}},
-};
-
-// XYZType (ICC.1:2022, 10.31).
-Bytes xyzElement(std::array<std::int32_t, 3> const& xyz)
-{
-    constexpr std::size_t kNumbers = 8;
-    Bytes element(kNumbers + 4 * xyz.size());
-    std::memcpy(element.data(), "XYZ ", 4);
-    for (std::size_t i = 0; i < xyz.size(); ++i)
-        storeInteger(element.data() + kNumbers + 4 * i, xyz[i], ByteOrder::Big);
-    return element;
-}
-
-ColorSpace const& srgb()
-{
-    static auto const space = [] {
-        auto profile = color::IccProfile::parse(ByteSpan(kDisplayP3Data)).value();
-        for (auto const& [signature, xyz] : kSrgbColorants)
-            profile.setTag(FourCC(signature), xyzElement(xyz));
-        return ColorSpace::withProfile(ColorModel::RGB, shareBytes(profile.serialize()));
-    }();
-    return space;
-}
 
 // Whether both elements are of one type and the s15Fixed16 numbers in them differ by no more than rounding.
 // What stands before `numbers` is equal.
@@ -64,10 +28,10 @@ bool areClose(ByteSpan a, ByteSpan b, std::size_t numbers)
     return true;
 }
 
-ColorSpace const& meaningOnCanvas(ColorSpace const& base)
+ColorSpace meaningOnCanvas(ColorSpace const& base)
 {
     if (!base.profile())
-        return srgb();
+        return color::srgbSpace();
     return isDisplayP3(base) ? displayP3() : base;
 }
 
@@ -104,11 +68,6 @@ Image forCanvas(Image const& image)
     if (base.model() != ColorModel::RGB)
         return image;
     return image.withColorSpace(image.space().replacingProfile(meaningOnCanvas(base).profile()));
-}
-
-PixelLayout BitmapContext::layout(Size size)
-{
-    return {size, {ComponentType::UInt8, ColorModel::RGB, Alpha::Premultiplied}, displayP3()};
 }
 
 } // namespace velk::graphics
