@@ -17,7 +17,8 @@ namespace velk {
 namespace {
 
 constexpr std::size_t kBufferSize = 256 * 1024;
-constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP};
+// What may end the process while a file is written: the user, a closed pipe behind a message, a limit.
+constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXCPU, SIGXFSZ};
 
 // The temporary files that a signal has to remove. A handler may only read plain memory, so the paths lie in
 // fixed slots; a slot is the handler's to read once its `used` is set.
@@ -80,7 +81,7 @@ void releaseCleanupSlot(int index)
 }
 
 // Creates a new file whose name replaces the five X at the end of `path`.
-Result<FileDescriptor> createUnique(std::string& path)
+Result<FileDescriptor> createUnique(std::string& path, mode_t mode)
 {
     constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
     constexpr int kAttempts = 1000;
@@ -89,7 +90,7 @@ Result<FileDescriptor> createUnique(std::string& path)
     std::uniform_int_distribution<std::size_t> letter(0, kLetters.size() - 1);
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
         std::generate(path.end() - 5, path.end(), [&] { return kLetters[letter(random)]; });
-        auto const fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        auto const fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
         if (fd >= 0)
             return FileDescriptor(fd);
         if (errno != EEXIST)
@@ -120,6 +121,21 @@ Result<bool> adoptPermissions(int fd, std::string const& target)
 
 Result<AtomicFile> AtomicFile::create(std::string const& target)
 {
+    auto file = TRY(createTemporary(target, 0666));
+    // From the start, so that a private photo is never readable by others while it is written.
+    TRY(adoptPermissions(file.m_fd.get(), target));
+    return file;
+}
+
+Result<AtomicFile> AtomicFile::createPrivate(std::string const& target)
+{
+    auto file = TRY(createTemporary(target, 0600));
+    file.m_isPrepared = true;
+    return file;
+}
+
+Result<AtomicFile> AtomicFile::createTemporary(std::string const& target, unsigned mode)
+{
     AtomicFile file;
     file.m_temporaryPath = temporaryTemplate(target);
     // Before the file exists, so that no signal finds it unlisted; the unique name is only known afterwards,
@@ -129,16 +145,13 @@ Result<AtomicFile> AtomicFile::create(std::string const& target)
     for (auto const signal : kEndingSignals)
         ::sigaddset(&blocked, signal);
     ::pthread_sigmask(SIG_BLOCK, &blocked, &previous);
-    auto fd = createUnique(file.m_temporaryPath);
+    auto fd = createUnique(file.m_temporaryPath, mode);
     if (fd)
         file.m_cleanupSlot = claimCleanupSlot(file.m_temporaryPath);
     ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
     if (!fd)
         return tl::unexpected(std::move(fd).error());
     file.m_fd = std::move(*fd);
-
-    // From the start, so that a private photo is never readable by others while it is written.
-    TRY(adoptPermissions(file.m_fd.get(), target));
     return file;
 }
 
@@ -260,8 +273,7 @@ Result<void> AtomicFile::prepareCommit(std::string const& target)
 
 Result<void> AtomicFile::commit(std::string const& target)
 {
-    if (!m_isPrepared)
-        TRY(prepareCommit(target));
+    TRY(m_isPrepared ? flush() : prepareCommit(target));
     if (::rename(m_temporaryPath.c_str(), target.c_str()) != 0)
         return fail("{}", systemMessage(errno));
     m_temporaryPath.clear();

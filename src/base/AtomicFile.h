@@ -7,7 +7,7 @@
 namespace velk {
 
 /// A file that is written beside its target and renamed onto it, so that the target is never half written.
-/// Until `commit`, every way out (failure, destruction, SIGINT, SIGTERM, SIGHUP) removes the temporary file.
+/// Until `commit`, every way out (failure, destruction, a signal) removes the temporary file.
 class AtomicFile {
 public:
     /// The name of a temporary file beside `target`, not yet created.
@@ -16,6 +16,9 @@ public:
     /// Creates the temporary file `target` + "." + five characters, with the permission bits of the file that
     /// stands at `target`, or 0666 less the process mask when none does.
     static Result<AtomicFile> create(std::string const& target);
+    /// The same with the permission bits 0600, whatever stands at `target`, for a file that can be made
+    /// again: `commit` does not wait for the disk.
+    static Result<AtomicFile> createPrivate(std::string const& target);
 
     AtomicFile(AtomicFile&&) noexcept;
     AtomicFile& operator=(AtomicFile&&) = delete;
@@ -46,6 +49,7 @@ public:
 
 private:
     AtomicFile() = default;
+    static Result<AtomicFile> createTemporary(std::string const& target, unsigned mode);
     Result<void> remember(Result<void> result);
 
     FileDescriptor m_fd;

@@ -2,6 +2,7 @@
 
 #include "base/Reporting.h"
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,6 +36,8 @@ struct RunSettings {
     bool outputIsDirectory = false;
     bool oneLine = false;
     std::optional<std::string> scriptSource;
+    /// The files written so far, each with the input that it was made from.
+    std::map<std::string, std::string> results;
 };
 
 /// The settings of this process.

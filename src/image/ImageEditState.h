@@ -13,6 +13,7 @@
 #include <source_location>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace velk {
 
@@ -38,8 +39,13 @@ struct ImageEditState {
     std::int64_t offsetY = 0, offsetX = 0;
     std::optional<std::array<std::uint8_t, 3>> padColor;
 
+    /// The spaces of the matching requests, each with the intent that was given with it.
+    std::vector<graphics::ColorLink> matches;
+
     /// The file must be written anew rather than copied.
     bool modified = false;
+    /// The written file gets an icon.
+    bool addIcon = false;
 };
 
 /// With the debug flag: says that the guarded value `name` is missing here.

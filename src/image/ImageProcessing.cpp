@@ -2,6 +2,9 @@
 
 #include "base/AtomicFile.h"
 #include "base/Reporting.h"
+#include "base/RunResults.h"
+#include "image/ColorRequests.h"
+#include "image/FileIcon.h"
 #include "image/GeometryRequests.h"
 #include "image/ImageEditState.h"
 #include "image/PropertyEdits.h"
@@ -24,9 +27,21 @@ struct RequestKind {
     bool isPrefix = false;
 };
 
+Result<void> requestIcon(ImageEditState& state, FunctionRequest const&)
+{
+    state.addIcon = true;
+    return {};
+}
+
 constexpr RequestKind kRequestKinds[] = {
     {"--setProperty", requestPropertyEdit},
     {"--deleteProperty", requestPropertyRemoval},
+    {"--embedProfile", requestEmbedding},
+    {"--embedProfileIfNone", requestEmbedding},
+    {"--matchTo", requestMatching},
+    {"--matchToWithIntent", requestMatching},
+    {"--optimizeColorForSharing", requestSharing},
+    {"--deleteColorManagementProperties", requestColorPropertiesDeletion},
     {"--rotate", requestRotation},
     {"--flip", requestFlip},
     {"--cropToHeightWidth", requestFrame},
@@ -34,6 +49,7 @@ constexpr RequestKind kRequestKinds[] = {
     {"--cropOffset", requestOffset},
     {"--padColor", requestPadColor},
     {"--resampl", requestResampling, true},
+    {"--addIcon", requestIcon},
 };
 
 Result<void> applyRequest(ImageEditState& state, FunctionRequest const& request)
@@ -86,15 +102,23 @@ struct Rendering {
 
 Result<Rendering> renderImage(ImageEditState const& state, FittedTransform const& geometry)
 {
-    auto const space = state.image.space().base();
+    auto links = matchingLinks(state);
+    bool const isMatched = !links.empty();
+    if (!isMatched)
+        links.push_back({state.image.space().base()});
+    auto const last = links.back();
+    links.pop_back();
     RenderRequest const request {
         .transform = geometry.transform,
         .size = {static_cast<std::int32_t>(geometry.width), static_cast<std::int32_t>(geometry.height)},
         .background = state.padColor,
         .alpha = state.hasAlpha,
         .componentType = state.floatComponents ? ComponentType::Float32 : ComponentType::UInt8,
-        .drawingSpace = space,
-        .tagSpace = space,
+        .drawingSpace = last.space,
+        .tagSpace = last.space,
+        .intent = last.intent,
+        .through = std::move(links),
+        .readsDevice = isMatched,
     };
     Rendering rendering {.image = TRY(render(state.image, request)), .preview = std::nullopt};
     if (!isScaleOnly(state))
@@ -167,7 +191,7 @@ bool Modification::renderIfNeeded()
 {
     auto const geometry = finalGeometry(m_state);
     bool const sameSize = geometry.width == m_state.sourceWidth && geometry.height == m_state.sourceHeight;
-    if (geometry.transform.isIdentity() && sameSize)
+    if (geometry.transform.isIdentity() && sameSize && m_state.matches.empty())
         return true;
     auto rendering = renderImage(m_state, geometry);
     if (!rendering) {
@@ -236,6 +260,9 @@ bool Modification::write(bool outputIsDirectory)
             m_inputPath, renamed.error(), fmt::format("Cannot to rename temporary file to {}", finalPath));
         return false;
     }
+    noteResult(finalPath, m_inputPath);
+    if (m_state.addIcon)
+        setFileIcon(finalPath);
     return true;
 }
 

@@ -2,6 +2,7 @@
 
 #include "base/Reporting.h"
 #include "image/NumberText.h"
+#include "platform/codec/ModuleCodecs.h"
 #include "platform/codec/PropertyKeys.h"
 #include "properties/FormatTable.h"
 
@@ -44,6 +45,15 @@ std::optional<float> qualityFromText(std::string const& value)
     return static_cast<float>(*percentage) * 0.01F;
 }
 
+// Says what is missing when velk knows the format and only cannot write it here and now.
+void warnOfMissingModule(std::string_view keyword)
+{
+    auto const* type = types::fileTypeWithExtension(keyword);
+    auto const* codec = type ? codecForType(type->identifier) : nullptr;
+    if (codec && !isInstalled(*codec))
+        reportWarning("{}\n", missingModuleText(*codec));
+}
+
 } // namespace
 
 void selectOutputFormat(ImageEditState& state, std::string const& value)
@@ -51,6 +61,8 @@ void selectOutputFormat(ImageEditState& state, std::string const& value)
     auto const& table = formatTable();
     auto const row = std::ranges::find_if(
         table, [&](FormatRow const& format) { return !format.keyword.empty() && format.keyword == value; });
+    if (row == table.end())
+        warnOfMissingModule(value);
     state.outputType = row == table.end() ? value : std::string(row->typeIdentifier);
 }
 

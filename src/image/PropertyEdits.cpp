@@ -1,5 +1,6 @@
 #include "image/PropertyEdits.h"
 
+#include "image/ColorRequests.h"
 #include "image/NumberText.h"
 #include "image/OutputFormat.h"
 #include "platform/codec/PropertyKeys.h"
@@ -63,6 +64,8 @@ Result<void> requestPropertyEdit(ImageEditState& state, FunctionRequest const& r
 {
     auto const& key = request.at(1);
     auto const& value = request.at(2);
+    if (key == "profile")
+        return requestProfileReplacement(state, request);
     if (auto const* text = textKey(key)) {
         set(subDictionary(state.properties, codec::key::kTiff), text->tag, value);
     } else if (auto const found = std::ranges::find(kEditKeys, key, &EditKey::key);
@@ -77,6 +80,8 @@ Result<void> requestPropertyEdit(ImageEditState& state, FunctionRequest const& r
 
 Result<void> requestPropertyRemoval(ImageEditState& state, FunctionRequest const& request)
 {
+    if (request.at(1) == "profile")
+        return requestProfileDeletion(state);
     auto const* text = textKey(request.at(1));
     if (!text)
         return fail("Cannot do {} {} on file", request.at(0), request.at(1));

@@ -202,12 +202,20 @@ void padToCorrectedSize(HeaderCheck& check)
         profile = *std::move(padded);
 }
 
+// A profile ID may also have been right for the wrong length.
+bool needsNewDigest(HeaderCheck const& check)
+{
+    if ((check.problems & (kDigestMissing | kDigestNotCorrect)) != 0)
+        return true;
+    return check.hasWrongLength && check.isVersion4() && !isZero(check.header.id);
+}
+
 void storeCorrections(HeaderCheck& check)
 {
     auto& profile = check.context.profile;
     padToCorrectedSize(check);
     profile.setHeader(check.corrected);
-    if ((check.problems & (kDigestMissing | kDigestNotCorrect)) != 0) {
+    if (needsNewDigest(check)) {
         check.corrected.id = profile.digest();
         profile.setHeader(check.corrected);
     }

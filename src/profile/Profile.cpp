@@ -1,6 +1,7 @@
 #include "profile/Profile.h"
 
 #include "base/Reporting.h"
+#include "base/RunResults.h"
 #include "platform/color/IccProfile.h"
 #include "profile/HeaderEdits.h"
 #include "profile/ProfileAssertions.h"
@@ -109,7 +110,7 @@ void writeProfile(IccProfile const& profile, std::string const& inputPath, std::
 {
     auto const written = profile.write(outputPath);
     if (written)
-        return;
+        return noteResult(outputPath, inputPath);
     noteFailure({"err", 409});
     reportWarning("{}: {}\n", inputPath, written.error().message);
     reportError("Failed to write profile\n");

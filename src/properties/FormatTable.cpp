@@ -1,6 +1,7 @@
 #include "properties/FormatTable.h"
 
 #include "platform/codec/Codec.h"
+#include "platform/codec/ModuleCodecs.h"
 #include "platform/types/FileTypes.h"
 
 #include <algorithm>
@@ -28,11 +29,13 @@ void markWritable(std::vector<FormatRow>& rows, std::string_view typeIdentifier)
 std::vector<FormatRow> buildFormatTable()
 {
     std::vector<FormatRow> rows;
-    for (auto const* codec : codec::codecs())
-        rows.push_back(readableRow(*codec));
+    for (auto const* codec : codec::codecs()) {
+        if (codec::isInstalled(*codec))
+            rows.push_back(readableRow(*codec));
+    }
     rows.push_back(kPdfRow);
     for (auto const* codec : codec::codecs()) {
-        if (codec->encode)
+        if (codec->encode && codec::isInstalled(*codec))
             markWritable(rows, codec->type);
     }
     std::ranges::stable_sort(rows, {}, &FormatRow::typeIdentifier);

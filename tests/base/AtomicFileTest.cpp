@@ -3,6 +3,7 @@
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -76,16 +77,35 @@ TEST(AtomicFile, MixesAppendingCopyingAndPatching)
 TEST(AtomicFile, ASignalRemovesTheTemporaryFile)
 {
     TemporaryDirectory const directory;
-    auto const child = ::fork();
-    if (child == 0) {
-        auto file = AtomicFile::create(directory / "photo.jpg");
-        ::raise(SIGTERM);
-        ::_exit(1);
+    for (auto const signal : {SIGTERM, SIGPIPE, SIGXFSZ}) {
+        auto const child = ::fork();
+        if (child == 0) {
+            rlimit const noCore = {0, 0};
+            ::setrlimit(RLIMIT_CORE, &noCore);
+            auto file = AtomicFile::create(directory / "photo.jpg");
+            ::raise(signal);
+            ::_exit(1);
+        }
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << signal;
+        EXPECT_TRUE(directory.names().empty()) << signal;
     }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
-    EXPECT_TRUE(directory.names().empty());
+}
+
+TEST(AtomicFile, APrivateFileTakesNothingFromWhatItReplaces)
+{
+    TemporaryDirectory const directory;
+    auto const target = directory / "icon.png";
+    writeBytes(target, asBytes("old"));
+    ASSERT_EQ(::chmod(target.c_str(), 0444), 0);
+    auto file = AtomicFile::createPrivate(target).value();
+    ASSERT_TRUE(file.write(asBytes("new")));
+    ASSERT_TRUE(file.commit(target));
+    struct stat status = {};
+    ASSERT_EQ(::stat(target.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0600u);
+    EXPECT_EQ(asText(readBytes(target)), "new");
 }
 
 TEST(Files, OutputPathsNeedTheirParentOnly)

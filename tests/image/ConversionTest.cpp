@@ -1,5 +1,6 @@
 #include "platform/codec/PropertyKeys.h"
 #include "platform/color/ColorConversion.h"
+#include "platform/color/Srgb.h"
 #include "support/TestFiles.h"
 #include "support/TestImages.h"
 
@@ -25,7 +26,7 @@ EncodeExtras describedExtras(PropertyDictionary const& properties)
     metadata.setXmp("<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF "
                     "xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'><rdf:Description "
                     "xmlns:dc='http://purl.org/dc/elements/1.1/' dc:source='attic'/></rdf:RDF></x:xmpmeta>");
-    return {.profile = shareBytes(readBytes(dataFile("sRGB-v2-magic.icc"))),
+    return {.profile = color::srgbSpace().profile(),
         .metadata = metadata,
         .resolution = codec::Resolution {200, 100},
         .properties = properties};

@@ -255,6 +255,56 @@ TEST(Modify, FailuresLeaveNothingBehind)
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory / "out"), {}), 1);
 }
 
+TEST(Modify, AClosedPipeBehindTheMessagesLeavesNoTemporaryFile)
+{
+    TemporaryDirectory const directory;
+    auto const path = directory / "photo.png";
+    ASSERT_TRUE(encode("public.png", photoLike({48, 32}, kRgb), path));
+    auto const child = ::fork();
+    if (child == 0) {
+        int pipe[2];
+        if (::pipe(pipe) != 0 || ::dup2(pipe[1], STDERR_FILENO) < 0)
+            ::_exit(127);
+        ::close(pipe[0]);
+        // The warning about the suffix is written while the result waits under its temporary name.
+        ::execl(VELK_BINARY, VELK_BINARY, "-s", "format", "jpeg", path.c_str(), nullptr);
+        ::_exit(127);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGPIPE);
+    EXPECT_EQ(directory.names(), std::vector<std::string> {"photo.png"});
+}
+
+TEST(Modify, WarnsWhenTwoResultsHaveOneName)
+{
+    TemporaryDirectory const directory;
+    for (auto const* const folder : {"a", "b", "out"})
+        std::filesystem::create_directory(directory / folder);
+    ASSERT_TRUE(encode("public.jpeg", photoLike({48, 32}, kRgb), directory / "a/x.jpg"));
+    ASSERT_TRUE(encode("public.png", photoLike({48, 32}, kRgb), directory / "b/x.png"));
+    ASSERT_TRUE(encode("public.png", photoLike({48, 32}, kRgb), directory / "out/x.png"));
+    auto const changed = std::string("Warning: Output file suffix changed to png\n");
+    auto const out = directory / "out/x.png";
+
+    auto const together =
+        runVelk({"-s", "format", "png", "a/x.jpg", "b/x.png", "-o", "out"}, directory.path());
+    EXPECT_EQ(together.status, 0);
+    EXPECT_EQ(together.errors,
+        changed + "Warning: " + out + ": the result of " + (directory / "b/x.png") + " replaced that of "
+            + (directory / "a/x.jpg") + "\n");
+
+    auto const ontoInput =
+        runVelk({"-s", "format", "png", "a/x.jpg", "out/x.png", "-o", "out"}, directory.path());
+    EXPECT_EQ(ontoInput.errors,
+        changed + "Warning: " + out + ": this file was replaced by the result of " + (directory / "a/x.jpg")
+            + "\n" + "Warning: " + out + ": the result of " + out + " replaced that of "
+            + (directory / "a/x.jpg") + "\n");
+
+    // One input twice loses nothing.
+    EXPECT_EQ(runVelk({"-r", "90", "b/x.png", "b/x.png", "-o", "out"}, directory.path()).errors, "");
+}
+
 TEST(Modify, ASignalInTheMiddleLeavesTheOriginalAlone)
 {
     TemporaryDirectory const directory;

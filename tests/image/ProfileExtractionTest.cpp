@@ -63,6 +63,14 @@ TEST_F(ProfileExtraction, OneFailureDoesNotStopTheNext)
     EXPECT_EQ(directory.names(), (Words {"a.icc", "photo"}));
 }
 
+TEST_F(ProfileExtraction, AShortWriteIsReported)
+{
+    auto const path = encode("public.png", shareBytes(profile));
+    EXPECT_EQ(run({"-x", "/dev/full", path}).errors,
+        "Error: Failed to write file /dev/full: No space left on device\n" + std::string(kFailed));
+    EXPECT_EQ(run({"-x", "/dev/null", path}).errors, "");
+}
+
 TEST_F(ProfileExtraction, NoProfileNoFile)
 {
     auto const path = encode("public.png", nullptr);

@@ -130,11 +130,11 @@ public:
         TRY(checkPixels());
         if (m_header.alphaIsDoubtful && !TRY(hasAnyAlpha()))
             m_header.fields[3] = {};
-        auto& info = description().info;
+        auto& info = editDescription().info;
         info.layout = {m_header.size, format(), space()};
         info.bitsPerComponent = bitsPerComponent();
-        description().resolution = m_header.resolution;
-        describeFormat(subDictionary(description().formatProperties, kDictionary));
+        editDescription().resolution = m_header.resolution;
+        describeFormat(subDictionary(editDescription().formatProperties, kDictionary));
         return {};
     }
 

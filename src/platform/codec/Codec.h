@@ -46,6 +46,8 @@ struct EncodeJob {
     /// The file that the picture comes from, or null: an encoder of the same format may keep its ways (the
     /// quantisation tables of a JPEG, the text chunks of a PNG).
     ImageSource const* source = nullptr;
+    /// The rows are the source's own pixels: an encoder may take over their coded form and read none.
+    bool keepsPixels = false;
 };
 
 /// Changes to a file around its coded pixels.

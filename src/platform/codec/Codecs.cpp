@@ -1,17 +1,28 @@
 #include "platform/codec/Codecs.h"
 
 #include "platform/codec/Codec.h"
+#include "platform/codec/ModuleCodecs.h"
 
 #include <algorithm>
 #include <array>
+#include <vector>
 
 namespace velk::codec {
 
 namespace {
 
-// Strong signatures first; TGA has none and comes last.
-constexpr std::array kCodecs = {&kJpegCodec, &kPngCodec, &kWebpCodec, &kGifCodec, &kTiffCodec,
-    &kJpeg2000Codec, &kPsdCodec, &kBmpCodec, &kSgiCodec, &kPnmCodec, &kTgaCodec};
+constexpr std::array kStrongCodecs = {&kJpegCodec, &kPngCodec, &kWebpCodec, &kGifCodec};
+constexpr std::array kFurtherCodecs = {
+    &kTiffCodec, &kJpeg2000Codec, &kPsdCodec, &kBmpCodec, &kSgiCodec, &kPnmCodec, &kTgaCodec};
+
+// Camera files are TIFF files and more; TGA has no signature at all and comes last.
+std::vector<Codec const*> allCodecs()
+{
+    std::vector<Codec const*> all(kStrongCodecs.begin(), kStrongCodecs.end());
+    all.insert(all.end(), moduleCodecs().begin(), moduleCodecs().end());
+    all.insert(all.end(), kFurtherCodecs.begin(), kFurtherCodecs.end());
+    return all;
+}
 
 constexpr std::size_t kHeadSize = 512;
 
@@ -19,21 +30,23 @@ constexpr std::size_t kHeadSize = 512;
 
 std::span<Codec const* const> codecs()
 {
-    return kCodecs;
+    static auto const all = allCodecs();
+    return all;
 }
 
 Codec const* codecForType(std::string_view typeIdentifier)
 {
-    auto const found = std::ranges::find(kCodecs, typeIdentifier, [](auto* codec) { return codec->type; });
-    return found == kCodecs.end() ? nullptr : *found;
+    auto const found = std::ranges::find(codecs(), typeIdentifier, [](auto* codec) { return codec->type; });
+    return found == codecs().end() ? nullptr : *found;
 }
 
 Result<Codec const*> codecForFile(InputFile const& file)
 {
     std::array<std::uint8_t, kHeadSize> buffer;
     auto const head = ByteSpan(buffer).first(TRY(file.readAt(0, buffer)));
-    auto const found = std::ranges::find_if(kCodecs, [&](auto* codec) { return codec->matches(head, file); });
-    return found == kCodecs.end() ? nullptr : *found;
+    auto const found =
+        std::ranges::find_if(codecs(), [&](auto* codec) { return codec->matches(head, file); });
+    return found == codecs().end() ? nullptr : *found;
 }
 
 Result<std::shared_ptr<ImageSource const>> openImage(std::string const& path)

@@ -11,8 +11,9 @@ struct EncodeOptions {
     /// 0 (smallest) to 1 (best, lossless where the format can); not set = the codec's choice.
     std::optional<float> quality;
     bool noChromaSubsampling = false;
+    /// Write 8-bit sRGB, whatever the image is in.
     bool optimizeColorForSharing = false;
-    /// Longest side in pixels; 0 = no limit.
+    /// Longest side in pixels of an image that is optimised for sharing; 0 = no limit.
     int maximumPixelSize = 0;
     bool excludeProfile = false;
     /// TIFF 6.0 tag 259; for TIFF sources this is what the source had unless it was changed.

@@ -137,7 +137,7 @@ void GifSource::describe()
 {
     auto const base = colorSpaceWithProfile(
         ColorModel::RGB, m_contents.profile.empty() ? nullptr : shareBytes(m_contents.profile));
-    auto& info = description().info;
+    auto& info = editDescription().info;
     info.layout.size = m_picture.screen;
     if (m_picture.blankIndex) {
         info.layout.format = {.model = ColorModel::Indexed};
@@ -148,10 +148,10 @@ void GifSource::describe()
         info.layout.format = {.model = ColorModel::RGB, .alpha = Alpha::Straight};
         info.layout.space = base;
     }
-    description().imageCount = m_contents.frameCount;
-    description().metadata.setXmp(m_contents.xmp);
+    editDescription().imageCount = m_contents.frameCount;
+    editDescription().metadata.setXmp(m_contents.xmp);
 
-    auto& properties = subDictionary(description().formatProperties, key::kGif);
+    auto& properties = subDictionary(editDescription().formatProperties, key::kGif);
     set(properties, kGifFrameCount, m_contents.frameCount);
     set(properties, kGifHasGlobalColorMap, m_contents.globalPalette.has_value());
     if (m_contents.loopCount)

@@ -55,7 +55,7 @@ protected:
     ImageSource(std::string_view typeIdentifier, InputFile file);
 
     /// For the codec, while it opens the file.
-    SourceDescription& description() { return m_description; }
+    SourceDescription& editDescription() { return m_description; }
 
 private:
     types::FileType const* m_type;

@@ -3,6 +3,7 @@
 #include "base/Reporting.h"
 #include "platform/codec/JpegPreview.h"
 #include "platform/codec/PropertyKeys.h"
+#include "platform/codec/Sharing.h"
 #include "platform/color/ColorConversion.h"
 #include "platform/graphics/Pipeline.h"
 
@@ -16,6 +17,8 @@ using namespace graphics;
 namespace {
 
 constexpr int kPreviewQuality = 80;
+// Exif 2.32, tag 0xA001.
+constexpr int kExifSrgb = 1;
 
 bool isMetadata(PropertyChange const& change)
 {
@@ -70,6 +73,8 @@ Contents contentsOf(Picture const& picture)
     std::erase_if(contents.changes, isEncoderOption);
     if (picture.source) {
         contents.metadata = picture.source->metadata();
+        if (contents.options.optimizeColorForSharing && !contents.metadata.exif().empty())
+            contents.changes.push_back({std::string(key::kExif), "ColorSpace", PropertyValue(kExifSrgb)});
         contents.profileChanged = contents.options.excludeProfile
             || !equalBytes(contents.profile, picture.source->description().info.layout.space.profile());
     }
@@ -109,6 +114,12 @@ bool pixelsComeFromSource(Codec const& codec, Picture const& picture)
 {
     return picture.source && picture.image.origin().get() == picture.source
         && picture.source->type().identifier == codec.type && codec.rewrite;
+}
+
+bool holdsSourcePixels(Picture const& picture)
+{
+    return picture.source && picture.image.origin().get() == picture.source
+        && picture.image.turn() == Turn::None;
 }
 
 RewriteJob rewriteJob(Picture const& picture, Contents const& contents)
@@ -162,14 +173,26 @@ Result<void> encodePixels(
                             .resolution = contents.resolution,
                             .options = contents.options,
                             .properties = picture.properties,
-                            .source = picture.source},
+                            .source = picture.source,
+                            .keepsPixels = holdsSourcePixels(picture)},
         output);
+}
+
+// `picture` with the pixels and the profile that its options ask for.
+Result<Picture> prepared(Picture const& picture)
+{
+    auto result = picture;
+    auto const options = EncodeOptions::from(picture.properties);
+    if (options.optimizeColorForSharing)
+        result.image = TRY(forSharing(picture.image, options.maximumPixelSize));
+    return result;
 }
 
 } // namespace
 
-Result<void> writeImage(Codec const& codec, Picture const& picture, AtomicFile& output)
+Result<void> writeImage(Codec const& codec, Picture const& asked, AtomicFile& output)
 {
+    auto const picture = TRY(prepared(asked));
     auto contents = contentsOf(picture);
     TRY(followPixels(contents, picture));
     if (pixelsComeFromSource(codec, picture)) {

@@ -36,19 +36,19 @@ Result<std::shared_ptr<ImageSource>> Jpeg2000Source::open(InputFile file)
 void Jpeg2000Source::describe()
 {
     auto const& model = m_layout.format.model;
-    auto& info = description().info;
+    auto& info = editDescription().info;
     info.layout.size = m_contents.codestream.pixelSize();
     info.layout.format = m_layout.format;
     info.layout.space =
         colorSpaceWithProfile(model, m_contents.profile.empty() ? nullptr : shareBytes(m_contents.profile));
     info.bitsPerComponent = m_layout.bitsPerComponent;
-    description().resolution = m_contents.resolution;
-    description().imageCount = m_contents.codestreamCount;
+    editDescription().resolution = m_contents.resolution;
+    editDescription().imageCount = m_contents.codestreamCount;
 }
 
 Result<void> Jpeg2000Source::readMetadata()
 {
-    auto& metadata = description().metadata;
+    auto& metadata = editDescription().metadata;
     if (auto const* box = m_contents.findUuid(jp2::kExifUuid)) {
         auto const exif = TRY(readJp2Payload(file(), *box));
         metadata.setExif(withoutExifPrefix(exif));

@@ -112,12 +112,9 @@ private:
     Metadata m_metadata;
 };
 
-bool asksForNewCompression(RewriteJob const& job)
+bool asksForNewCompression(EncodeOptions const& options)
 {
-    auto const& options = job.options;
-    auto const size = job.source.description().info.layout.size;
-    return options.quality || options.noChromaSubsampling || options.optimizeColorForSharing
-        || (options.maximumPixelSize > 0 && std::max(size.width, size.height) > options.maximumPixelSize);
+    return options.quality || options.noChromaSubsampling;
 }
 
 } // namespace
@@ -125,7 +122,7 @@ bool asksForNewCompression(RewriteJob const& job)
 bool canRewrite(RewriteJob const& job)
 {
     auto const* source = dynamic_cast<JpegSource const*>(&job.source);
-    if (!source || asksForNewCompression(job))
+    if (!source || asksForNewCompression(job.options))
         return false;
     return job.turn == Turn::None || canTurn(source->header().frame, job.turn);
 }

@@ -65,18 +65,19 @@ Result<void> JpegSource::describe()
 {
     auto const model = modelOf(m_header.frame);
     auto profile = TRY(readProfile(file(), m_header));
-    description().info.layout = {m_header.frame.size, {.componentType = ComponentType::UInt8, .model = model},
+    editDescription().info.layout = {m_header.frame.size,
+        {.componentType = ComponentType::UInt8, .model = model},
         colorSpaceWithProfile(model, std::move(profile))};
-    description().info.bitsPerComponent = 8;
+    editDescription().info.bitsPerComponent = 8;
     if (m_header.jfif)
-        set(description().formatProperties, key::kJfif,
+        set(editDescription().formatProperties, key::kJfif,
             jfifProperties(*m_header.jfif, m_header.frame.isProgressive()));
     return readMetadata();
 }
 
 Result<void> JpegSource::readMetadata()
 {
-    auto& metadata = description().metadata;
+    auto& metadata = editDescription().metadata;
     if (auto const exif = TRY(readExif(file(), m_header)); !exif.empty())
         metadata.setExif(exif);
     auto const xmp = TRY(readXmp(file(), m_header));
@@ -94,11 +95,11 @@ Result<void> JpegSource::readMetadata()
 void JpegSource::describeResolution(Bytes const& photoshop)
 {
     if (m_header.jfif)
-        description().resolution = resolutionOf(*m_header.jfif);
-    if (description().resolution || photoshop.empty())
+        editDescription().resolution = resolutionOf(*m_header.jfif);
+    if (editDescription().resolution || photoshop.empty())
         return;
     if (!metadata().resolution())
-        description().resolution = PhotoshopResources(photoshop).resolution();
+        editDescription().resolution = PhotoshopResources(photoshop).resolution();
 }
 
 Result<DecodedRows> JpegSource::open(DecodeRequest const& request) const

@@ -1,6 +1,6 @@
 #include "platform/codec/JpegXmp.h"
 
-#include "platform/codec/JpegMd5.h"
+#include "base/Md5.h"
 
 #include <algorithm>
 

@@ -217,10 +217,7 @@ Result<void> encodePng(EncodeJob const& job, AtomicFile& output)
 
 bool canRewritePng(RewriteJob const& job)
 {
-    auto const size = job.source.description().info.layout.size;
-    bool const fits = job.options.maximumPixelSize <= 0
-        || std::max(size.width, size.height) <= job.options.maximumPixelSize;
-    return job.turn == Turn::None && fits && !job.options.optimizeColorForSharing;
+    return job.turn == Turn::None;
 }
 
 // Copies the file from front to back, but for the chunks that edits replace.

@@ -34,7 +34,7 @@ class PngInspector {
 public:
     explicit PngInspector(PngSource& source)
         : m_source(source)
-        , m_description(source.description())
+        , m_description(source.editDescription())
     {
     }
 

@@ -184,10 +184,10 @@ public:
             m_header.isText() ? m_header.rowBytes() / m_header.sampleBytes() : m_header.rowBytes();
         auto const complete = shortest * static_cast<std::uint64_t>(m_header.size.height);
         TRY(checkPixelData(file(), m_header.size, m_header.dataOffset, {shortest, complete}));
-        auto& info = description().info;
+        auto& info = editDescription().info;
         info.layout = {m_header.size, format(), ColorSpace::device(format().model)};
         info.bitsPerComponent = bitsPerComponent();
-        description().imageCount = countPnmImages(file(), m_header);
+        editDescription().imageCount = countPnmImages(file(), m_header);
         return {};
     }
 

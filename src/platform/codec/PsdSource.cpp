@@ -46,7 +46,7 @@ ModeRow const* rowOf(PsdMode mode)
 Result<void> PsdSource::load()
 {
     TRY(checkPixels());
-    auto& info = description().info;
+    auto& info = editDescription().info;
     info.layout = {m_psd.size, format(), TRY(space())};
     info.bitsPerComponent = m_psd.depth;
     readMetadata();
@@ -124,19 +124,19 @@ Result<Palette> PsdSource::readPalette() const
 void PsdSource::readMetadata()
 {
     auto const block = [&](std::uint16_t id) { return readPsdResource(file(), m_psd, id); };
-    auto& metadata = description().metadata;
+    auto& metadata = editDescription().metadata;
     if (auto const exif = block(psd::kExif); !exif.empty())
         metadata.setExif(exif);
     if (auto const iptc = block(psd::kIptc); !iptc.empty())
         metadata.setIptc(iptc);
     if (auto const xmp = block(psd::kXmp); !xmp.empty())
         metadata.setXmp(asText(xmp));
-    description().resolution = parsePsdResolution(block(psd::kResolution));
+    editDescription().resolution = parsePsdResolution(block(psd::kResolution));
 }
 
 void PsdSource::describeFormat()
 {
-    auto& properties = subDictionary(description().formatProperties, "{PSD}");
+    auto& properties = subDictionary(editDescription().formatProperties, "{PSD}");
     set(properties, "ColorMode", rowOf(m_psd.mode)->name);
     set(properties, "LayerCount", m_psd.layerCount);
 }

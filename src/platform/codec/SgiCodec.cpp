@@ -163,14 +163,14 @@ public:
         bool const isColor = m_header.channels >= 3;
         bool const hasAlpha = m_header.channels % 2 == 0;
         auto const model = isColor ? ColorModel::RGB : ColorModel::Gray;
-        auto& info = description().info;
+        auto& info = editDescription().info;
         info.layout = {m_header.size,
             {m_header.componentBytes == 1 ? ComponentType::UInt8 : ComponentType::UInt16, model,
                 hasAlpha ? Alpha::Straight : Alpha::None},
             ColorSpace::device(model)};
         info.bitsPerComponent = static_cast<int>(m_header.componentBytes) * 8;
 
-        auto& properties = subDictionary(description().formatProperties, kDictionary);
+        auto& properties = subDictionary(editDescription().formatProperties, kDictionary);
         set(properties, "Compression", m_header.isRunLengthCoded ? "RLE" : "None");
         if (!m_header.name.empty())
             set(properties, kNameKey, m_header.name);

@@ -84,7 +84,7 @@ public:
         m_extension = readTgaExtension(file());
         m_alpha = findAlpha();
         TRY(readColorMap());
-        auto& info = description().info;
+        auto& info = editDescription().info;
         info.layout = {m_header.size, format(), ColorSpace::device(ColorModel::RGB)};
         if (format().model == ColorModel::Gray)
             info.layout.space = ColorSpace::device(ColorModel::Gray);
@@ -145,7 +145,7 @@ private:
 
     Result<void> describeFormat()
     {
-        auto& properties = description().formatProperties;
+        auto& properties = editDescription().formatProperties;
         auto const put = [&](std::string_view dictionary, std::string_view key, std::string const& text) {
             if (!text.empty())
                 set(subDictionary(properties, dictionary), key, text);

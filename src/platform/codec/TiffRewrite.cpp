@@ -343,9 +343,7 @@ bool asksForNewCompression(RewriteJob const& job, Structure const& structure)
     auto const& options = job.options;
     bool const isLossy =
         structure.compression == compression::kJpeg || structure.compression == compression::kWebp;
-    bool const isSmaller = options.maximumPixelSize > 0
-        && std::max(structure.size.width, structure.size.height) > options.maximumPixelSize;
-    return options.optimizeColorForSharing || isSmaller || (isLossy && options.quality)
+    return (isLossy && options.quality)
         || (options.tiffCompression && *options.tiffCompression != structure.compression);
 }
 

@@ -72,7 +72,7 @@ Result<void> TiffSource::describe()
         model == ColorModel::Indexed ? ColorModel::RGB : model, readProfile(*m_reader, m_directory));
     if (m_plan.palette)
         space = ColorSpace::indexed(space, *m_plan.palette);
-    auto& description = this->description();
+    auto& description = this->editDescription();
     description.info = {{m_structure.size, m_plan.format, std::move(space)}, m_plan.bitsPerComponent};
     description.imageCount = countImages();
     describeMetadata();
@@ -83,12 +83,12 @@ Result<void> TiffSource::describe()
 
 void TiffSource::describeMetadata()
 {
-    description().metadata = readMetadata(file(), *m_reader, m_directory);
+    editDescription().metadata = readMetadata(file(), *m_reader, m_directory);
 }
 
 void TiffSource::describeProperties()
 {
-    auto& tiff = subDictionary(description().formatProperties, key::kTiff);
+    auto& tiff = subDictionary(editDescription().formatProperties, key::kTiff);
     set(tiff, "Compression", m_structure.compression);
     set(tiff, "PhotometricInterpretation", static_cast<int>(m_structure.photometric));
     set(tiff, "PlanarConfiguration", m_structure.isPlanar ? 2 : 1);
@@ -119,7 +119,7 @@ void TiffSource::describeResolution()
         return;
     auto const scale = unit == kCentimetre ? kCentimetresPerInch : 1;
     if (isSane(x[0] * scale) && isSane(y[0] * scale))
-        description().resolution = Resolution {x[0] * scale, y[0] * scale};
+        editDescription().resolution = Resolution {x[0] * scale, y[0] * scale};
 }
 
 // Reduced versions and masks of other images in the chain do not count.

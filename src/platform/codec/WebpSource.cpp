@@ -42,13 +42,13 @@ Result<std::shared_ptr<ImageSource>> WebpSource::open(InputFile file)
 
 Result<void> WebpSource::readDescription()
 {
-    auto& info = description().info;
+    auto& info = editDescription().info;
     auto const hasAlpha = m_contents.picture.hasAlpha || !coversCanvas(m_contents);
     info.layout.size = m_contents.canvas;
     info.layout.format = {.model = ColorModel::RGB, .alpha = hasAlpha ? Alpha::Straight : Alpha::None};
-    description().imageCount = m_contents.frameCount;
+    editDescription().imageCount = m_contents.frameCount;
 
-    auto& properties = subDictionary(description().formatProperties, kWebpDictionary);
+    auto& properties = subDictionary(editDescription().formatProperties, kWebpDictionary);
     set(properties, kWebpLossless, m_contents.picture.isLossless);
     if (m_contents.isAnimated) {
         set(properties, kWebpFrameCount, m_contents.frameCount);
@@ -59,11 +59,11 @@ Result<void> WebpSource::readDescription()
 
 Result<void> WebpSource::readMetadata()
 {
-    auto& metadata = description().metadata;
+    auto& metadata = editDescription().metadata;
     SharedBytes profile;
     if (auto const* chunk = m_contents.find(webp::kProfile))
         profile = shareBytes(TRY(payload(*chunk)));
-    description().info.layout.space = colorSpaceWithProfile(ColorModel::RGB, std::move(profile));
+    editDescription().info.layout.space = colorSpaceWithProfile(ColorModel::RGB, std::move(profile));
     if (auto const* chunk = m_contents.find(webp::kExif)) {
         auto const exif = TRY(payload(*chunk));
         metadata.setExif(withoutExifPrefix(exif));

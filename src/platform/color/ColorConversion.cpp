@@ -72,12 +72,6 @@ private:
     Bytes m_scratch[2];
 };
 
-// Device spaces take part in a conversion only where the model changes.
-bool meansTheSame(ColorSpace const& a, ColorSpace const& b)
-{
-    return a.model() == b.model() && (!a.profile() || !b.profile() || equalBytes(a.profile(), b.profile()));
-}
-
 bool isGrayToRgbDevice(ColorSpace const& from, ColorSpace const& to)
 {
     return from.model() == ColorModel::Gray && to.model() == ColorModel::RGB && !from.profile()
@@ -96,7 +90,7 @@ Result<Bytes> backgroundPixel(ConversionTarget const& target, ComponentType type
     if (isWhite && target.format.model == ColorModel::CMYK)
         return Bytes(opaque.bytesPerPixel());
     // An RGB target takes the numbers as its own.
-    ConversionTarget pixelTarget {opaque, target.space, target.intent};
+    ConversionTarget pixelTarget {.format = opaque, .space = target.space, .intent = target.intent};
     if (target.format.model == ColorModel::RGB)
         pixelTarget.space = ColorSpace::device(ColorModel::RGB);
     ColoredPixels const source {{ComponentType::Float32, ColorModel::RGB, Alpha::None}};
@@ -138,7 +132,7 @@ Result<Plan> makeIndexedPlan(ColoredPixels const& source, ConversionTarget const
 
 Result<void> addColorSteps(Plan& plan, ColorSpace const& space, ConversionTarget const& target)
 {
-    if (isGrayToRgbDevice(space, target.space)) {
+    if (isGrayToRgbDevice(space, target.space) && target.through.empty()) {
         auto result = plan.format;
         result.model = ColorModel::RGB;
         plan.add(result, expandGray(plan.format));
@@ -148,7 +142,9 @@ Result<void> addColorSteps(Plan& plan, ColorSpace const& space, ConversionTarget
         plan.changeAlpha(Alpha::Straight, {});
     auto result = target.format;
     result.alpha = plan.format.hasAlpha() || target.format.hasAlpha() ? Alpha::Straight : Alpha::None;
-    auto kernel = TRY(profileTransform({plan.format, space}, {result, target.space}, target.intent));
+    auto links = target.through;
+    links.push_back({target.space, target.intent});
+    auto kernel = TRY(profileTransform({plan.format, space}, links, result));
     plan.add(result, std::move(kernel));
     return {};
 }
@@ -164,7 +160,7 @@ Result<Plan> makePlan(ColoredPixels const& source, ConversionTarget const& targe
     if (source.format.model == ColorModel::Indexed)
         return makeIndexedPlan(source, target);
     Plan plan {source.format, {}};
-    if (!meansTheSame(source.space, target.space))
+    if (changesColors(source.space, target))
         TRY(addColorSteps(plan, source.space, target));
     if (isOpaqueByNow(source.format, plan.format))
         plan.format.alpha = target.format.alpha;
@@ -219,12 +215,22 @@ private:
 
 } // namespace
 
+bool changesColors(ColorSpace const& from, ConversionTarget const& target)
+{
+    auto const& to = target.space;
+    if (!target.through.empty() || from.model() != to.model())
+        return true;
+    if (from.profile() && to.profile())
+        return !equalBytes(from.profile(), to.profile());
+    return target.readsDevice && (from.profile() || to.profile());
+}
+
 Result<RowSourcePointer> convertColors(RowSourcePointer rows, ConversionTarget const& target)
 {
     if (target.format.model == ColorModel::Indexed || target.format.model != target.space.model())
         return fail("an image cannot be converted to this color model");
     auto layout = rows->layout();
-    if (layout.format == target.format && layout.space == target.space)
+    if (layout.format == target.format && layout.space == target.space && target.through.empty())
         return rows;
     auto plan = TRY(makePlan({layout.format, layout.space}, target));
     layout.format = target.format;

@@ -3,6 +3,8 @@
 #include "base/Result.h"
 #include "platform/graphics/RowSource.h"
 
+#include <vector>
+
 namespace velk::color {
 
 /// Converts rows into another layout of the same size: component type, model, alpha layout, and, where the
@@ -16,7 +18,15 @@ struct ConversionTarget {
     graphics::ColorSpace space;
     graphics::RenderingIntent intent = graphics::RenderingIntent::Default;
     float background[3] = {1, 1, 1};
+    /// Spaces with profiles that colours pass through on their way to `space`, each reached with its own
+    /// intent.
+    std::vector<graphics::ColorLink> through = {};
+    /// Converts between a device space and a profile of one model too.
+    bool readsDevice = false;
 };
+
+/// Whether colours of `from` are to be converted on their way into the target.
+bool changesColors(graphics::ColorSpace const& from, ConversionTarget const& target);
 
 Result<graphics::RowSourcePointer> convertColors(
     graphics::RowSourcePointer rows, ConversionTarget const& target);

@@ -3,8 +3,6 @@
 #include "base/AtomicFile.h"
 #include "base/Files.h"
 
-#include <lcms2_plugin.h>
-
 #include <algorithm>
 #include <map>
 #include <numeric>
@@ -231,13 +229,7 @@ ProfileDigest IccProfile::digest() const
     std::fill_n(bytes.begin() + kFlagsOffset, 4, std::uint8_t {0});
     std::fill_n(bytes.begin() + kIntentOffset, 4, std::uint8_t {0});
     std::fill_n(bytes.begin() + kIdOffset, sizeof(ProfileDigest), std::uint8_t {0});
-    cmsProfileID id = {};
-    auto* const md5 = cmsMD5alloc(nullptr);
-    cmsMD5add(md5, bytes.data(), static_cast<cmsUInt32Number>(bytes.size()));
-    cmsMD5finish(&id, md5);
-    ProfileDigest digest;
-    std::copy_n(id.ID8, digest.size(), digest.begin());
-    return digest;
+    return md5(bytes);
 }
 
 Result<void> IccProfile::write(std::string const& path) const

@@ -2,6 +2,7 @@
 
 #include "base/Bytes.h"
 #include "base/FourCC.h"
+#include "base/Md5.h"
 #include "base/Result.h"
 #include "platform/color/ProfileHeader.h"
 #include "platform/graphics/PixelFormat.h"
@@ -16,7 +17,7 @@
 namespace velk::color {
 
 /// MD5 digest as a profile ID (ICC.1:2022, 7.2.18).
-using ProfileDigest = std::array<std::uint8_t, 16>;
+using ProfileDigest = Md5Digest;
 
 /// An ICC profile as a container of bytes: header, tag table and tag elements exactly as read, edited in
 /// memory, and serialised with nothing else changed. Tags that shared one element go on sharing it. Copies

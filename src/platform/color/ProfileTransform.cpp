@@ -324,6 +324,28 @@ Transform createSeparation(Engine const& engine, TransformEnd from, TransformEnd
         engine.context(), chain, 3, from.format, to.format, intent, cmsFLAGS_NOCACHE));
 }
 
+// Every space on the way is reached and then left: it stands twice in the engine's list, the second time as
+// the source of the next link, whose intent that is.
+Transform createChain(Engine const& engine, TransformEnd from, std::span<ColorLink const> links,
+    std::span<Profile const> stations, cmsUInt32Number toFormat)
+{
+    std::vector<cmsHPROFILE> profiles = {from.profile};
+    std::vector<cmsUInt32Number> intents = {engineIntent(links.front().intent)};
+    for (std::size_t i = 0; i < links.size(); ++i) {
+        profiles.push_back(stations[i].get());
+        intents.push_back(engineIntent(links[i].intent));
+        if (i + 1 < links.size()) {
+            profiles.push_back(stations[i].get());
+            intents.push_back(engineIntent(links[i + 1].intent));
+        }
+    }
+    std::vector<cmsBool> blackPoints(profiles.size(), FALSE);
+    std::vector<cmsFloat64Number> adaptation(profiles.size(), 1.0);
+    return Transform(cmsCreateExtendedTransform(engine.context(),
+        static_cast<cmsUInt32Number>(profiles.size()), profiles.data(), blackPoints.data(), intents.data(),
+        adaptation.data(), nullptr, 0, from.format, toFormat, cmsFLAGS_NOCACHE));
+}
+
 bool isDeviceCmyk(ColorSpace const& space)
 {
     return space.model() == ColorModel::CMYK && !space.profile();
@@ -364,27 +386,46 @@ RowKernel withAlpha(RowKernel colors, PixelFormat from, PixelFormat to)
 
 } // namespace
 
-Result<RowKernel> profileTransform(ColoredPixels const& from, ColoredPixels const& to, RenderingIntent intent)
+Result<RowKernel> profileTransform(
+    ColoredPixels const& from, std::span<ColorLink const> links, PixelFormat to)
 {
     auto const engine = std::make_shared<Engine>();
     if (!engine->context())
         return fail("out of memory");
     auto const source = TRY(open(*engine, from.space));
-    auto const target = TRY(open(*engine, to.space));
-    if (auto kernel = fastKernel(source.get(), from.format, target.get(), to.format, intent))
-        return withAlpha(std::move(*kernel), from.format, to.format);
-
-    auto const create = isDeviceCmyk(to.space) ? createSeparation : createTransform;
-    auto transform = create(*engine, {source.get(), engineFormat(from.format)},
-        {target.get(), engineFormat(to.format)}, engineIntent(intent));
+    std::vector<Profile> stations;
+    for (auto const& link : links)
+        stations.push_back(TRY(open(*engine, link.space)));
+    auto const& last = links.back();
+    auto* const target = stations.back().get();
+    if (links.size() == 1) {
+        if (auto kernel = fastKernel(source.get(), from.format, target, to, last.intent))
+            return withAlpha(std::move(*kernel), from.format, to);
+    }
+    TransformEnd const start = {source.get(), engineFormat(from.format)};
+    TransformEnd const end = {target, engineFormat(to)};
+    auto transform = links.size() > 1 ? createChain(*engine, start, links, stations, end.format)
+        : isDeviceCmyk(last.space)    ? createSeparation(*engine, start, end, engineIntent(last.intent))
+                                      : createTransform(*engine, start, end, engineIntent(last.intent));
     if (!transform) {
         auto const& message = engine->message();
         return fail("cannot convert the colors: the {} does not work{}{}",
-            nameOf(from.space.profile() && !to.space.profile() ? from.space : to.space),
+            nameOf(from.space.profile() && !last.space.profile() ? from.space : last.space),
             message.empty() ? "" : ": ", message);
     }
     auto shared = std::make_shared<EngineTransform const>(engine, std::move(transform));
-    return withAlpha(engineKernel(std::move(shared), from.format, to.format), from.format, to.format);
+    return withAlpha(engineKernel(std::move(shared), from.format, to), from.format, to);
+}
+
+bool canConvertTo(ByteSpan profile)
+{
+    Engine const engine;
+    auto const opened = openBytes(engine, profile);
+    if (!opened)
+        return false;
+    return cmsIsMatrixShaper(opened.get()) || cmsIsTag(opened.get(), cmsSigBToA0Tag)
+        || cmsIsTag(opened.get(), cmsSigBToD0Tag)
+        || (cmsGetColorSpace(opened.get()) == cmsSigGrayData && cmsIsTag(opened.get(), cmsSigGrayTRCTag));
 }
 
 } // namespace velk::color

@@ -58,4 +58,10 @@ private:
     std::shared_ptr<Palette const> m_palette;
 };
 
+/// One step of a conversion's way: the space that it ends in, and how colours get there.
+struct ColorLink {
+    ColorSpace space;
+    RenderingIntent intent = RenderingIntent::Default;
+};
+
 } // namespace velk::graphics

@@ -18,19 +18,26 @@ namespace {
 
 // ---- Colours and formats.
 
-// Whether conversion from one space to the other leaves components as they are.
-bool meansTheSame(ColorSpace const& a, ColorSpace const& b)
+Result<RowSourcePointer> converted(RowSourcePointer rows, color::ConversionTarget const& target)
 {
-    return !a.isIndexed() && a.model() == b.model()
-        && (equalBytes(a.profile(), b.profile()) || !a.profile() || !b.profile());
+    if (rows->format() == target.format && !color::changesColors(rows->layout().space, target))
+        return rows;
+    return color::convertColors(std::move(rows), target);
 }
 
 Result<RowSourcePointer> converted(
     RowSourcePointer rows, PixelFormat format, ColorSpace const& space, RenderingIntent intent)
 {
-    if (rows->format() == format && meansTheSame(rows->layout().space, space))
-        return rows;
-    return color::convertColors(std::move(rows), {.format = format, .space = space, .intent = intent});
+    return converted(std::move(rows), {.format = format, .space = space, .intent = intent});
+}
+
+color::ConversionTarget drawingTarget(RenderRequest const& request, PixelFormat format)
+{
+    return {.format = format,
+        .space = request.drawingSpace,
+        .intent = request.intent,
+        .through = request.through,
+        .readsDevice = request.readsDevice};
 }
 
 // Rows that can be filtered: real colours instead of indices, and no straight alpha.
@@ -230,7 +237,7 @@ private:
 
     Result<RowSourcePointer> inDrawingSpace(RowSourcePointer rows) const
     {
-        return converted(std::move(rows), m_drawingFormat, m_request.drawingSpace, m_request.intent);
+        return converted(std::move(rows), drawingTarget(m_request, m_drawingFormat));
     }
 
     // The drawn pixels with the background under them.
@@ -295,7 +302,8 @@ bool isTurnOnly(Image const& image, RenderRequest const& request, Placement cons
         return false;
     return placement.kind == Placement::Kind::Moved && request.size == size
         && placement.visible == IntRect {0, 0, size.width, size.height}
-    && image.format() == resultFormat(request) && meansTheSame(image.space(), request.drawingSpace);
+    && image.format() == resultFormat(request)
+        && !color::changesColors(image.space(), drawingTarget(request, resultFormat(request)));
 }
 
 } // namespace

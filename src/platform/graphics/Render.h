@@ -6,6 +6,7 @@
 
 #include <array>
 #include <optional>
+#include <vector>
 
 namespace velk::graphics {
 
@@ -26,6 +27,10 @@ struct RenderRequest {
     ColorSpace drawingSpace;
     ColorSpace tagSpace;
     RenderingIntent intent = RenderingIntent::Default;
+    /// Spaces that the image's colours pass through on their way to the drawing space.
+    std::vector<ColorLink> through = {};
+    /// Reads an image without a profile as sRGB or its like to convert it into a drawing space that has one.
+    bool readsDevice = false;
 };
 
 /// The image that results from drawing; nothing is computed before its rows are read, any failure then

@@ -13,18 +13,25 @@ namespace {
 // An installed velk lies in bin/ beside lib/, a built one beside lib/ itself.
 constexpr char const* kDirectories[] = {"lib/velk", "../lib/velk"};
 
-void* load(std::string const& module)
+// The module's file, or nothing when there is none.
+std::string locate(std::string const& module)
 {
     std::error_code error;
     auto const executable = std::filesystem::read_symlink("/proc/self/exe", error);
     if (error)
-        return nullptr;
+        return {};
     for (auto const* const directory : kDirectories) {
-        auto const path = executable.parent_path() / directory / ("velk-" + module + ".so");
-        if (auto* const handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL))
-            return handle;
+        auto path = executable.parent_path() / directory / ("velk-" + module + ".so");
+        if (std::filesystem::exists(path, error))
+            return path.string();
     }
-    return nullptr;
+    return {};
+}
+
+void* load(std::string const& module)
+{
+    auto const path = locate(module);
+    return path.empty() ? nullptr : ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
 }
 
 } // namespace
@@ -41,6 +48,11 @@ Result<void*> symbol(std::string const& module, char const* name)
     if (!address)
         return fail("the module velk-{} is not installed", module);
     return address;
+}
+
+bool isInstalled(std::string const& module)
+{
+    return !locate(module).empty();
 }
 
 } // namespace velk::modules

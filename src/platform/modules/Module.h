@@ -10,6 +10,9 @@ namespace velk::modules {
 /// stays loaded. Modules lie in lib/velk beside the executable's directory or in it. Safe on any thread.
 Result<void*> symbol(std::string const& module, char const* name);
 
+/// Whether the module lies where modules are looked for; loads nothing.
+bool isInstalled(std::string const& module);
+
 /// The same as a pointer to a function.
 template <typename Function> Result<Function> function(std::string const& module, char const* name)
 {

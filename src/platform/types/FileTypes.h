@@ -9,6 +9,8 @@ namespace velk::types {
 struct FileType {
     /// Uniform type identifier, such as "public.jpeg".
     std::string_view identifier;
+    /// Media type, as file managers name it.
+    std::string_view mimeType;
     /// Filename extensions without the dot; the first is the preferred one, velk's keyword for the format.
     std::span<std::string_view const> extensions;
 

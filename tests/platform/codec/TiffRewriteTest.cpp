@@ -316,11 +316,8 @@ TEST_F(TiffRewrite, IsRefusedWhereThePixelsWouldChange)
     EXPECT_TRUE(check(5, [](RewriteJob&) {}));
     EXPECT_TRUE(check(5, [](RewriteJob& job) { job.options.tiffCompression = 5; }));
     EXPECT_TRUE(check(5, [](RewriteJob& job) { job.options.quality = 0.5f; }));
-    EXPECT_TRUE(check(5, [](RewriteJob& job) { job.options.maximumPixelSize = 32; }));
     EXPECT_FALSE(check(5, [](RewriteJob& job) { job.options.tiffCompression = 1; }));
     EXPECT_FALSE(check(7, [](RewriteJob& job) { job.options.quality = 0.5f; }));
-    EXPECT_FALSE(check(5, [](RewriteJob& job) { job.options.maximumPixelSize = 31; }));
-    EXPECT_FALSE(check(5, [](RewriteJob& job) { job.options.optimizeColorForSharing = true; }));
     EXPECT_FALSE(check(5, [](RewriteJob& job) { job.turn = graphics::Turn::Rotate180; }));
 }
 
