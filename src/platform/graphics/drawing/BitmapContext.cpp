@@ -51,7 +51,13 @@ public:
     StateStack& states() { return m_states; }
     Surface const& surface() const { return m_surface; }
     Path& path() { return m_path; }
-    AffineTransform const& toDevice() const { return m_toDevice; }
+    /// The current path, which starts anew; good until the next call.
+    Path const& takePath()
+    {
+        std::swap(m_path, m_takenPath);
+        m_path.clear();
+        return m_takenPath;
+    }
     AffineTransform userToDevice() const { return state().transform * m_toDevice; }
 
     void fill(Path const& path);
@@ -82,6 +88,7 @@ private:
     AffineTransform m_toDevice; // from base space
     StateStack m_states;
     Path m_path;
+    Path m_takenPath; // keeps its memory for the next path
 };
 
 // ---- Drawing
@@ -436,19 +443,19 @@ FloatRect BitmapContext::pathBounds() const
 
 void BitmapContext::fillPath()
 {
-    auto const path = std::exchange(m_implementation->path(), {});
+    auto const& path = m_implementation->takePath();
     m_implementation->fill(path);
 }
 
 void BitmapContext::strokePath()
 {
-    auto const path = std::exchange(m_implementation->path(), {});
+    auto const& path = m_implementation->takePath();
     m_implementation->stroke(path, m_implementation->state().stroke);
 }
 
 void BitmapContext::clipToPath()
 {
-    auto const path = std::exchange(m_implementation->path(), {});
+    auto const& path = m_implementation->takePath();
     m_implementation->clip(path);
 }
 
@@ -501,7 +508,7 @@ void BitmapContext::drawGradient(Gradient const& gradient)
 
 void BitmapContext::fillPathWithPattern(Image const& tile, Point phase, double alpha)
 {
-    auto const path = std::exchange(m_implementation->path(), {});
+    auto const& path = m_implementation->takePath();
     m_implementation->fillWithPattern(path, tile, phase, alpha);
 }
 

@@ -60,6 +60,11 @@ public:
         blend(x, y, count, coverage);
     }
 
+    void expect(std::int32_t x, std::int32_t y) override
+    {
+        __builtin_prefetch(m_compositor.m_surface.at(x, y), 1);
+    }
+
 private:
     void blend(std::int32_t x, std::int32_t y, std::int32_t count, std::uint8_t const* coverage)
     {

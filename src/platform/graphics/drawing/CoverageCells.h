@@ -18,7 +18,7 @@ constexpr std::uint8_t coverageOfCells(std::uint32_t sum)
     return static_cast<std::uint8_t>((limited * 255 + kFullCell / 2) / kFullCell);
 }
 
-/// The coverage of each of `count` cells (a multiple of 4) is that of `sum` and all cells up to it; returns
+/// The coverage of each of `count` cells (a multiple of 8) is that of `sum` and all cells up to it; returns
 /// the last sum and leaves the cells zero. Sums wrap around.
 std::uint32_t takeCoverage(
     std::uint32_t* cells, std::size_t count, std::uint32_t sum, std::uint8_t* coverage);

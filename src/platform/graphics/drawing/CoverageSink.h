@@ -14,6 +14,8 @@ public:
     /// Pixels with a coverage each.
     virtual void partial(
         std::int32_t x, std::int32_t y, std::int32_t count, std::uint8_t const* coverage) = 0;
+    /// A few pixels from here on will be mentioned soon: time to fetch them from memory.
+    virtual void expect(std::int32_t /*x*/, std::int32_t /*y*/) { }
 };
 
 } // namespace velk::graphics

@@ -1,96 +1,73 @@
 #include "platform/graphics/drawing/DisplayP3.h"
 
-#include "base/FourCC.h"
+#include "DisplayP3Data.h"
 #include "platform/color/IccProfile.h"
-#include "platform/color/ProfileText.h"
+#include "platform/color/Srgb.h"
 
-#include <initializer_list>
+#include <algorithm>
+#include <cstdlib>
 
 namespace velk::graphics {
 
 namespace {
 
-using color::IccProfile;
-
-struct NumbersTag {
-    FourCC signature;
-    FourCC type;
-    std::initializer_list<std::int32_t> numbers; // s15Fixed16
-};
-
-// D50, the primaries adapted to it (Bradford), and the adaptation.
-NumbersTag const kNumbers[] = {
-    {FourCC("wtpt"), FourCC("XYZ "), {0xF6D6, 0x10000, 0xD32D}},
-    {FourCC("rXYZ"), FourCC("XYZ "), {0x83DF, 0x3DBF, -0x45}},
-    {FourCC("gXYZ"), FourCC("XYZ "), {0x4ABF, 0xB137, 0x0AB9}},
-    {FourCC("bXYZ"), FourCC("XYZ "), {0x2838, 0x110B, 0xC8B9}},
-    {FourCC("chad"), FourCC("sf32"), {0x10C42, 0x5DE, -0xCDB, 0x793, 0xFD90, -0x45F, -0x25E, 0x3DC, 0xC06E}},
-};
-
-// The curve of sRGB: ((X + 0.055) / 1.055) ^ 2.4 from 0.04045 on, X / 12.92 below.
-constexpr std::int32_t kCurve[] = {0x26666, 0xF2A7, 0x0D59, 0x13D0, 0x0A5B};
-
-Bytes element(FourCC type, std::span<std::int32_t const> numbers)
+// Whether both elements are of one type and the s15Fixed16 numbers in them differ by no more than rounding.
+// What stands before `numbers` is equal.
+bool areClose(ByteSpan a, ByteSpan b, std::size_t numbers)
 {
-    Bytes bytes;
-    appendBE32(bytes, type.code);
-    appendBE32(bytes, 0);
-    for (auto const number : numbers)
-        appendBE32(bytes, static_cast<std::uint32_t>(number));
-    return bytes;
+    constexpr std::int64_t kRounding = 0x20;
+    if (a.size() != b.size() || a.size() < numbers || !std::equal(a.begin(), a.begin() + numbers, b.begin()))
+        return false;
+    for (auto at = numbers; at + 4 <= a.size(); at += 4) {
+        auto const number = [at](ByteSpan element) {
+            return static_cast<std::int64_t>(static_cast<std::int32_t>(loadBE32(element.data() + at)));
+        };
+        if (std::abs(number(a) - number(b)) > kRounding)
+            return false;
+    }
+    return true;
 }
 
-SharedBytes curveElement()
+ColorSpace meaningOnCanvas(ColorSpace const& base)
 {
-    auto bytes = element(FourCC("para"), {});
-    appendBE16(bytes, 3); // the function type with a linear start (ICC.1:2022, 10.18)
-    appendBE16(bytes, 0);
-    for (auto const number : kCurve)
-        appendBE32(bytes, static_cast<std::uint32_t>(number));
-    return std::make_shared<Bytes const>(std::move(bytes));
-}
-
-Bytes text(char const* words)
-{
-    color::LocalizedText const texts[] = {{{"en", "US"}, words}};
-    return color::localizedElement(texts);
-}
-
-color::ProfileHeader header()
-{
-    return {
-        .version = 0x04400000,
-        .profileClass = FourCC("mntr"),
-        .space = FourCC("RGB "),
-        .pcs = FourCC("XYZ "),
-        .creation = {.year = 2022, .month = 1, .day = 1},
-        .signature = FourCC("acsp"),
-        .illuminant = {0xF6D6, 0x10000, 0xD32D},
-    };
-}
-
-SharedBytes profile()
-{
-    auto const start = header().serialize();
-    Bytes empty(start.begin(), start.end());
-    appendBE32(empty, 0); // no tags yet
-    auto profile = IccProfile::parse(empty).value();
-    profile.setTag(FourCC("desc"), text("Display P3"));
-    profile.setTag(FourCC("cprt"), text("No copyright, use freely"));
-    for (auto const& [signature, type, numbers] : kNumbers)
-        profile.setTag(signature, element(type, numbers));
-    auto const curve = curveElement();
-    for (auto const signature : {FourCC("rTRC"), FourCC("gTRC"), FourCC("bTRC")})
-        profile.setTag(signature, curve);
-    return std::make_shared<Bytes const>(profile.serialize());
+    if (!base.profile())
+        return color::srgbSpace();
+    return isDisplayP3(base) ? displayP3() : base;
 }
 
 } // namespace
 
 ColorSpace const& displayP3()
 {
-    static auto const space = ColorSpace::withProfile(ColorModel::RGB, profile());
+    static auto const space = ColorSpace::withProfile(ColorModel::RGB, shareBytes(ByteSpan(kDisplayP3Data)));
     return space;
+}
+
+bool isDisplayP3(ColorSpace const& space)
+{
+    auto const& profile = space.profile();
+    if (space.model() != ColorModel::RGB || !profile)
+        return false;
+    if (equalBytes(profile, displayP3().profile()))
+        return true;
+    struct {
+        char const (&signature)[5];
+        std::size_t numbers; ///< where the numbers of its element begin
+    } constexpr kTags[] = {{"rXYZ", 8}, {"gXYZ", 8}, {"bXYZ", 8}, {"rTRC", 12}, {"gTRC", 12}, {"bTRC", 12}};
+    return color::profileElement(*profile, FourCC("A2B0")).empty()
+        && std::all_of(std::begin(kTags), std::end(kTags), [&](auto const& tag) {
+               FourCC const signature(tag.signature);
+               return areClose(color::profileElement(*profile, signature),
+                   color::profileElement(ByteSpan(kDisplayP3Data), signature), tag.numbers);
+           });
+}
+
+Image forCanvas(Image const& image)
+{
+    auto const base = image.space().base();
+    if (base.model() != ColorModel::RGB)
+        return image;
+    return image.withColorSpace(image.space().replacingProfile(meaningOnCanvas(base).profile()));
 }
 
 } // namespace velk::graphics

@@ -28,7 +28,9 @@ Point between(Point a, Point b, double share)
 
 double secondDifference(Point a, Point b, Point c)
 {
-    return std::hypot(a.x - 2 * b.x + c.x, a.y - 2 * b.y + c.y);
+    auto const x = a.x - 2 * b.x + c.x;
+    auto const y = a.y - 2 * b.y + c.y;
+    return std::sqrt(x * x + y * y);
 }
 
 // The angle between two vectors; 0 where one has no length.
@@ -46,6 +48,9 @@ Flattener::Flattener(
     , m_visible(visible)
     , m_longestTurn(longestTurn)
 {
+    constexpr std::size_t kUsualPoints = 64;
+    m_points.reserve(kUsualPoints);
+    m_isSmooth.reserve(kUsualPoints);
 }
 
 bool Flattener::next()

@@ -162,21 +162,25 @@ void Path::addArc(Point center, double radius, double startAngle, double endAngl
     auto const sweep = sweepOf(startAngle, endAngle);
     auto const pieces = std::max(1, static_cast<int>(std::ceil(sweep / kLongestPiece - 1e-9)));
     auto const step = sweep / pieces;
-    auto const reach = 4.0 / 3 * std::tan(step / 4) * radius;
-    auto const at = [&](double angle, double along) {
+    auto const reach = 4.0 / 3 * std::tan(step / 4);
+    auto const place = [&](Point direction, double along) {
         return apply(map,
-            {center.x + std::cos(angle) * radius - std::sin(angle) * along,
-                center.y + std::sin(angle) * radius + std::cos(angle) * along});
+            {center.x + (direction.x - direction.y * along) * radius,
+                center.y + (direction.y + direction.x * along) * radius});
     };
-    auto const first = at(startAngle, 0);
+    Point direction = {std::cos(startAngle), std::sin(startAngle)};
+    Point const turn = {std::cos(step), std::sin(step)};
+    auto const first = place(direction, 0);
     if (isEmpty())
         moveTo(first);
     else
         lineTo(first);
     for (int i = 0; sweep > 0 && i < pieces; ++i) {
-        auto const from = startAngle + i * step;
+        Point const next = {
+            direction.x * turn.x - direction.y * turn.y, direction.x * turn.y + direction.y * turn.x};
         auto const isFullCircle = i + 1 == pieces && sweep == 2 * std::numbers::pi;
-        cubicTo(at(from, reach), at(from + step, -reach), isFullCircle ? first : at(from + step, 0));
+        cubicTo(place(direction, reach), place(next, -reach), isFullCircle ? first : place(next, 0));
+        direction = next;
     }
 }
 

@@ -19,18 +19,23 @@ constexpr std::int32_t kSubpixels = 1 << kSubpixelBits;
 constexpr std::int32_t kBandCells = 1 << 17;
 constexpr std::int32_t kMostBandRows = 1024;
 
-// A bit of `m_touched` stands for four cells.
-constexpr int kBlockBits = 2;
+// A bit of `m_touched` stands for eight cells.
+constexpr int kBlockBits = 3;
+constexpr std::int32_t kBlockCells = 1 << kBlockBits;
 constexpr std::int32_t kBlocksPerWord = 64;
 
 // Fewer fully covered pixels than this are cheaper as part of the coverage around them.
 constexpr std::int32_t kShortestFull = 24;
 
+// Rows between a row that is worked on and the one whose pixels are fetched.
+constexpr std::int32_t kRowsAhead = 4;
+
 // Lines of a shape that was large are not kept for the next one.
 constexpr std::size_t kKeptLines = 4096;
 
 // The first block at or after `from` whose bit is `wanted`, or `count`.
-std::int32_t findBlock(std::uint64_t const* words, std::int32_t from, std::int32_t count, bool wanted)
+[[gnu::always_inline]] inline std::int32_t findBlock(
+    std::uint64_t const* words, std::int32_t from, std::int32_t count, bool wanted)
 {
     while (from < count) {
         auto const word = wanted ? words[from / kBlocksPerWord] : ~words[from / kBlocksPerWord];
@@ -42,6 +47,74 @@ std::int32_t findBlock(std::uint64_t const* words, std::int32_t from, std::int32
     return count;
 }
 
+// ---- Cells
+//
+// An edge changes the coverage of its pixel in part and of all pixels to the right of it in full. So the sum
+// of a row's cells up to a pixel shall be its coverage, and an edge of height h through pixel x, on the way
+// from offset a to offset b in it, adds
+//
+//     to cell x        h · (2·256 - (a + b))      what lies to the right of it in its pixel, twice
+//     to cell x + 1    h · (a + b)                the rest
+
+/// A row of cells, and a bit for every eight of them.
+struct CellRow {
+    std::uint32_t* cells;
+    std::uint64_t* touched;
+
+    void add(std::int32_t cell, std::int32_t height, std::int32_t offsets) const
+    {
+        cells[cell] += static_cast<std::uint32_t>(height * (2 * kSubpixels - offsets));
+        cells[cell + 1] += static_cast<std::uint32_t>(height * offsets);
+    }
+
+    void touch(std::int32_t first, std::int32_t last) const
+    {
+        auto const lastBlock = last >> kBlockBits;
+        for (auto block = first >> kBlockBits; block <= lastBlock;) {
+            auto const bit = block % kBlocksPerWord;
+            auto const more = std::min(lastBlock - block, kBlocksPerWord - 1 - bit);
+            touched[block / kBlocksPerWord] |= ((std::uint64_t {2} << more) - 1) << bit;
+            block += more + 1;
+        }
+    }
+
+    // Through several cells, from left to right.
+    void addAcross(
+        std::int32_t fromX, std::int32_t toX, std::int32_t height, std::int32_t winding, double rise) const
+    {
+        auto const last = toX >> kSubpixelBits;
+        auto offset = fromX & (kSubpixels - 1);
+        std::int32_t drawn = 0;
+        for (auto cell = fromX >> kSubpixelBits; cell < last; ++cell) {
+            auto const edge = (cell + 1) << kSubpixelBits;
+            auto const reached =
+                static_cast<std::int32_t>(std::min<double>(height, (edge - fromX) * rise + 0.5));
+            add(cell, (reached - drawn) * winding, offset + kSubpixels);
+            drawn = reached;
+            offset = 0;
+        }
+        add(last, (height - drawn) * winding, toX & (kSubpixels - 1));
+    }
+
+    // A line within the row. Which way it goes along x makes no difference to the areas.
+    void addLine(
+        std::int32_t fromX, std::int32_t toX, std::int32_t height, std::int32_t winding, double rise) const
+    {
+        auto const first = fromX >> kSubpixelBits;
+        auto const last = toX >> kSubpixelBits;
+        if (first == last) {
+            add(first, height * winding, fromX + toX - (first << (kSubpixelBits + 1)));
+            touch(first, first + 1);
+        } else if (first < last) {
+            addAcross(fromX, toX, height, winding, rise);
+            touch(first, last + 1);
+        } else {
+            addAcross(toX, fromX, height, winding, -rise);
+            touch(last, first + 1);
+        }
+    }
+};
+
 } // namespace
 
 void Rasterizer::begin(IntRect const& bounds)
@@ -51,7 +124,7 @@ void Rasterizer::begin(IntRect const& bounds)
     m_right = static_cast<double>(bounds.width) * kSubpixels;
     m_bottom = static_cast<double>(bounds.height) * kSubpixels;
     // An edge at the right end touches the cell behind the last one, and that one's neighbour.
-    m_stride = (bounds.width + 2 + 3) & ~3;
+    m_stride = (bounds.width + 2 + kBlockCells - 1) & ~(kBlockCells - 1);
     m_words = ((m_stride >> kBlockBits) + kBlocksPerWord - 1) / kBlocksPerWord;
     auto const rows = static_cast<std::uint32_t>(std::clamp(kBandCells / m_stride, 1, kMostBandRows));
     m_bandRows = static_cast<std::int32_t>(std::bit_floor(rows));
@@ -171,33 +244,6 @@ void Rasterizer::split(Line line)
     }
 }
 
-// ---- Cells
-//
-// An edge changes the coverage of its pixel in part and of all pixels to the right of it in full. So the sum
-// of a row's cells up to a pixel shall be its coverage, and an edge of height h through pixel x, on the way
-// from offset a to offset b in it, adds
-//
-//     to cell x        h · (2·256 - (a + b))      what lies to the right of it in its pixel, twice
-//     to cell x + 1    h · (a + b)                the rest
-
-void Rasterizer::touch(std::int32_t row, std::int32_t first, std::int32_t last)
-{
-    auto* const words = m_touched.data() + static_cast<std::ptrdiff_t>(row) * m_words;
-    auto const firstBlock = first >> kBlockBits;
-    auto const lastBlock = last >> kBlockBits;
-    auto const firstWord = firstBlock / kBlocksPerWord;
-    auto const lastWord = lastBlock / kBlocksPerWord;
-    auto const upwards = ~std::uint64_t {0} << (firstBlock % kBlocksPerWord);
-    auto const downwards = ~std::uint64_t {0} >> (kBlocksPerWord - 1 - lastBlock % kBlocksPerWord);
-    if (firstWord == lastWord) {
-        words[firstWord] |= upwards & downwards;
-        return;
-    }
-    words[firstWord] |= upwards;
-    std::fill(words + firstWord + 1, words + lastWord, ~std::uint64_t {0});
-    words[lastWord] |= downwards;
-}
-
 // Row by row, from top to bottom.
 void Rasterizer::draw(Line line, std::int32_t bandTop)
 {
@@ -206,67 +252,21 @@ void Rasterizer::draw(Line line, std::int32_t bandTop)
         std::swap(line.from, line.to);
         winding = -1;
     }
-    auto const first = line.from.y >> kSubpixelBits;
-    auto const last = (line.to.y - 1) >> kSubpixelBits;
-    auto const bandRow = bandTop >> kSubpixelBits;
-    auto const height = line.to.y - line.from.y;
-    auto const slope = static_cast<double>(line.to.x - line.from.x) / height;
-    auto at = line.from;
-    for (auto row = first; row < last; ++row) {
-        auto const edge = (row + 1) << kSubpixelBits;
-        Subpixel const end = {
-            static_cast<std::int32_t>(line.from.x + slope * (edge - line.from.y) + 0.5), edge};
-        drawInRow(row - bandRow, {at, end}, winding, slope);
+    auto const width = static_cast<double>(line.to.x - line.from.x);
+    auto const height = static_cast<double>(line.to.y - line.from.y);
+    auto const slope = width / height;
+    auto const rise = height / width;
+    auto const firstRow = (line.from.y >> kSubpixelBits) - (bandTop >> kSubpixelBits);
+    CellRow row = {m_cells.data() + static_cast<std::ptrdiff_t>(firstRow) * m_stride,
+        m_touched.data() + static_cast<std::ptrdiff_t>(firstRow) * m_words};
+    for (auto at = line.from; at.y < line.to.y;) {
+        auto end = line.to;
+        if (auto const edge = (at.y | (kSubpixels - 1)) + 1; edge < end.y)
+            end = {static_cast<std::int32_t>(line.from.x + slope * (edge - line.from.y) + 0.5), edge};
+        row.addLine(at.x, end.x, end.y - at.y, winding, rise);
+        row = {row.cells + m_stride, row.touched + m_words};
         at = end;
     }
-    drawInRow(last - bandRow, {at, line.to}, winding, slope);
-}
-
-void Rasterizer::drawInRow(std::int32_t row, Line const& line, std::int32_t winding, double slope)
-{
-    auto* const cells = m_cells.data() + static_cast<std::ptrdiff_t>(row) * m_stride;
-    auto const first = line.from.x >> kSubpixelBits;
-    auto const last = line.to.x >> kSubpixelBits;
-    if (first == last) {
-        auto const height = (line.to.y - line.from.y) * winding;
-        auto const offsets = line.from.x + line.to.x - (first << (kSubpixelBits + 1));
-        cells[first] += static_cast<std::uint32_t>(height * (2 * kSubpixels - offsets));
-        cells[first + 1] += static_cast<std::uint32_t>(height * offsets);
-        return touch(row, first, first + 1);
-    }
-    // The direction along x makes no difference to the areas, only the height does.
-    if (first < last) {
-        drawAcross(cells, line, winding, 1 / slope);
-        touch(row, first, last + 1);
-    } else {
-        drawAcross(cells, {{line.to.x, line.from.y}, {line.from.x, line.to.y}}, winding, -1 / slope);
-        touch(row, last, first + 1);
-    }
-}
-
-// Through several cells of a row, from left to right.
-void Rasterizer::drawAcross(std::uint32_t* cells, Line const& line, std::int32_t winding, double rise)
-{
-    auto const [from, to] = line;
-    auto const last = to.x >> kSubpixelBits;
-    auto cell = from.x >> kSubpixelBits;
-    auto offset = from.x - (cell << kSubpixelBits);
-    std::int32_t drawn = 0;
-    auto const height = to.y - from.y;
-    for (; cell < last; ++cell) {
-        auto const edge = (cell + 1) << kSubpixelBits;
-        auto const reached =
-            static_cast<std::int32_t>(std::min<double>(height, (edge - from.x) * rise + 0.5));
-        auto const part = (reached - drawn) * winding;
-        cells[cell] += static_cast<std::uint32_t>(part * (kSubpixels - offset));
-        cells[cell + 1] += static_cast<std::uint32_t>(part * (kSubpixels + offset));
-        drawn = reached;
-        offset = 0;
-    }
-    auto const part = (height - drawn) * winding;
-    offset = to.x - (last << kSubpixelBits);
-    cells[last] += static_cast<std::uint32_t>(part * (2 * kSubpixels - offset));
-    cells[last + 1] += static_cast<std::uint32_t>(part * offset);
 }
 
 // ---- Coverage
@@ -287,8 +287,25 @@ void Rasterizer::sweep(CoverageSink& sink)
 
 void Rasterizer::sweepBand(std::int32_t top, std::int32_t rows, CoverageSink& sink)
 {
-    for (std::int32_t row = 0; row < rows; ++row)
+    for (std::int32_t row = 0; row < rows; ++row) {
+        if (row + kRowsAhead < rows)
+            announceRow(row + kRowsAhead, m_bounds.y + top + row + kRowsAhead, sink);
         sweepRow(row, m_bounds.y + top + row, sink);
+    }
+}
+
+// The rows of a surface lie far apart, so that each edge in each row would be waited for.
+void Rasterizer::announceRow(std::int32_t row, std::int32_t y, CoverageSink& sink) const
+{
+    auto const* const words = m_touched.data() + static_cast<std::ptrdiff_t>(row) * m_words;
+    for (std::int32_t word = 0; word < m_words; ++word) {
+        for (auto rest = words[word]; rest != 0;) {
+            auto const bit = std::countr_zero(rest);
+            auto const x = (word * kBlocksPerWord + bit) << kBlockBits;
+            sink.expect(m_bounds.x + std::min(x, m_bounds.width - 1), y);
+            rest &= rest - 1;
+        }
+    }
 }
 
 // Only blocks that edges touched hold anything; between them the coverage stays as it is:

@@ -38,10 +38,8 @@ private:
     void add(Subpixel from, Subpixel to);
     void split(Line line);
     void draw(Line line, std::int32_t bandTop);
-    void drawInRow(std::int32_t row, Line const& line, std::int32_t winding, double slope);
-    void drawAcross(std::uint32_t* cells, Line const& line, std::int32_t winding, double slope);
-    void touch(std::int32_t row, std::int32_t first, std::int32_t last);
     void sweepBand(std::int32_t top, std::int32_t rows, CoverageSink& sink);
+    void announceRow(std::int32_t row, std::int32_t y, CoverageSink& sink) const;
     void sweepRow(std::int32_t row, std::int32_t y, CoverageSink& sink);
 
     IntRect m_bounds;
@@ -52,7 +50,7 @@ private:
     int m_bandShift = 0; // from subpixels to bands
     std::int32_t m_bandCount = 0;
     std::vector<std::uint32_t> m_cells; // of one band; all zero between sweeps
-    std::vector<std::uint64_t> m_touched; // a bit for every four cells
+    std::vector<std::uint64_t> m_touched; // a bit for every eight cells
     std::vector<std::vector<Line>> m_bands; // unless there is only one
     std::vector<std::uint8_t> m_coverage; // of one row
 };

@@ -31,8 +31,8 @@ Components components(Color const& color)
 
 std::vector<GradientStop> sorted(std::vector<GradientStop> stops)
 {
-    std::stable_sort(stops.begin(), stops.end(),
-        [](auto const& a, auto const& b) { return a.location < b.location; });
+    std::stable_sort(
+        stops.begin(), stops.end(), [](auto const& a, auto const& b) { return a.location < b.location; });
     return stops;
 }
 
