@@ -1,6 +1,13 @@
 // The module velk-script: scripts with everything that they draw and write, loaded by the first --js.
 
+#include "canvas/Canvas.h"
+#include "canvas/Gradient.h"
+#include "canvas/ImageData.h"
+#include "canvas/PatternObject.h"
 #include "platform/modules/ScriptInterface.h"
+#include "script/Image.h"
+#include "script/Output.h"
+#include "script/OutputQueue.h"
 #include "script/PointObject.h"
 #include "script/RectObject.h"
 #include "script/ScriptRunner.h"
@@ -11,6 +18,12 @@ namespace velk {
 namespace {
 
 constexpr js::ClassDescription const* kExportedClasses[] = {
+    &Canvas::kClass,
+    &ImageData::kClass,
+    &Output::kClass,
+    &Image::kClass,
+    &Gradient::kClass,
+    &PatternObject::kClass,
     &PointObject::kClass,
     &SizeObject::kClass,
     &RectObject::kClass,
@@ -26,7 +39,7 @@ extern "C" __attribute__((visibility("default"))) void velkRunScript(
     velk::runScript(source, arguments,
         {
             .classes = velk::kExportedClasses,
-            .imageWithURL = [](std::string const&) { return nullptr; },
-            .pendingOperations = [] { return std::size_t {0}; },
+            .imageWithURL = velk::Image::imageWithURL,
+            .pendingOperations = [] { return velk::OutputQueue::sharedQueue().operationCount(); },
         });
 }

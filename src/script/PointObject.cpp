@@ -27,7 +27,7 @@ std::shared_ptr<PointObject> PointObject::fromValues(js::Value const& x, js::Val
 
 std::string PointObject::description() const
 {
-    return fmt::format("Point: {{{}, {}}}", m_point.x, m_point.y);
+    return fmt::format("Point: {{{:g}, {:g}}}", m_point.x, m_point.y);
 }
 
 } // namespace velk

@@ -28,7 +28,7 @@ std::shared_ptr<SizeObject> SizeObject::fromValues(js::Value const& width, js::V
 
 std::string SizeObject::description() const
 {
-    return fmt::format("Size: {{{}, {}}}", m_size.width, m_size.height);
+    return fmt::format("Size: {{{:g}, {:g}}}", m_size.width, m_size.height);
 }
 
 } // namespace velk

@@ -210,12 +210,12 @@ TEST_F(CommandLine, WorksThroughTheFilesInTheirOrder)
 
 TEST_F(CommandLine, TakesScriptsOnlyFromReadableText)
 {
-    EXPECT_EQ(run({"-j", "script.js"}).output, "");
+    EXPECT_EQ(run({"-j", "script.js"}).output, "x\n");
     EXPECT_EQ(run({"-j", "empty"}).status, 4);
     EXPECT_EQ(run({"-j", "gone.js"}).status, 4);
     EXPECT_EQ(run({"-j", "latin1.js", "notes.txt"}).status, 5);
     // With a script, no line announces a file.
-    EXPECT_EQ(run({"-j", "script.js", "notes.txt"}).output, "");
+    EXPECT_EQ(run({"-j", "script.js", "notes.txt"}).output, "x\n");
 }
 
 TEST_F(CommandLine, DebugShowsTheStepThatFailed)

@@ -52,7 +52,8 @@ void writeBytes(std::string const& path, ByteSpan bytes)
 
 std::string dataFile(std::string const& name)
 {
-    return std::string(VELK_TEST_DATA) + "/" + name;
+    auto path = std::string(VELK_TEST_DATA) + "/" + name;
+    return std::filesystem::exists(path) ? path : std::string(VELK_TOP) + "/data/" + name;
 }
 
 RunResult runVelk(std::vector<std::string> const& arguments, std::string const& directory,

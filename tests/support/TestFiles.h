@@ -27,7 +27,7 @@ private:
 
 Bytes readBytes(std::string const& path);
 void writeBytes(std::string const& path, ByteSpan bytes);
-/// A file in tests/data.
+/// A file in tests/data, or one of those in data/ that velk itself is built with.
 std::string dataFile(std::string const& name);
 
 /// What a run of the velk binary did.

@@ -65,7 +65,8 @@ Result<void> JpegSource::describe()
 {
     auto const model = modelOf(m_header.frame);
     auto profile = TRY(readProfile(file(), m_header));
-    editDescription().info.layout = {m_header.frame.size, {.componentType = ComponentType::UInt8, .model = model},
+    editDescription().info.layout = {m_header.frame.size,
+        {.componentType = ComponentType::UInt8, .model = model},
         colorSpaceWithProfile(model, std::move(profile))};
     editDescription().info.bitsPerComponent = 8;
     if (m_header.jfif)

@@ -233,6 +233,12 @@ bool isInstalled(Codec const& codec)
     return !format || modules::isInstalled(format->module);
 }
 
+std::string packageOf(Codec const& codec)
+{
+    auto const* format = formatOf(codec);
+    return format ? fmt::format("velk-{}", format->module) : "velk";
+}
+
 std::string missingModuleText(Codec const& codec)
 {
     return missingText(*formatOf(codec));

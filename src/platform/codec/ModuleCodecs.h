@@ -13,6 +13,8 @@ std::span<Codec const* const> moduleCodecs();
 
 /// Whether the codec can work: true for all but those whose module is not installed.
 bool isInstalled(Codec const& codec);
+/// The name of the package that brings the codec.
+std::string packageOf(Codec const& codec);
 /// What is missing, and what brings it, of a codec that is not installed.
 std::string missingModuleText(Codec const& codec);
 

@@ -88,6 +88,9 @@ public:
     /// All rows at full size, in this image's layout.
     Result<RowSourcePointer> rows() const;
 
+    /// What makes the rows: one and the same for images with the same pixels.
+    std::shared_ptr<PixelProvider const> const& pixels() const { return m_pixels; }
+
     /// The same pixels with another meaning; the models agree.
     Image withColorSpace(ColorSpace space) const;
 

@@ -55,7 +55,7 @@ struct ClassDescription {
 
 namespace detail {
 
-template <typename T> T argument(Arguments const& arguments, std::size_t index)
+template <typename T> std::remove_cvref_t<T> argument(Arguments const& arguments, std::size_t index)
 {
     using Plain = std::remove_cvref_t<T>;
     if constexpr (std::is_same_v<Plain, double>)

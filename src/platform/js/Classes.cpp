@@ -3,6 +3,7 @@
 #include <js/Class.h>
 #include <js/MemoryFunctions.h>
 #include <js/PropertyAndElement.h>
+#include <js/Symbol.h>
 #include <jsfriendapi.h>
 
 namespace velk::js {
@@ -153,6 +154,14 @@ bool defineProperties(JSContext* context, ClassRecord& record)
     return true;
 }
 
+// What `Object.prototype.toString` puts after "object".
+bool defineTag(JSContext* context, ClassRecord& record)
+{
+    JS::RootedString const name(context, toScriptString(context, record.description->name));
+    JS::RootedId const tag(context, JS::GetWellKnownSymbolKey(context, JS::SymbolCode::toStringTag));
+    return name && JS_DefinePropertyById(context, record.prototype, tag, name, JSPROP_READONLY);
+}
+
 bool defineConstructor(JSContext* context, ClassRecord& record)
 {
     if (!record.description->construct)
@@ -170,8 +179,9 @@ std::unique_ptr<ClassRecord> makeClassRecord(JSContext* context, ClassDescriptio
     auto record = std::make_unique<ClassRecord>(ClassRecord {&description, engineClassOf(description),
         JS::PersistentRootedObject(context, JS_NewPlainObject(context)),
         JS::PersistentRootedObject(context)});
-    bool const isComplete = record->prototype && defineMethods(context, *record)
-        && defineProperties(context, *record) && defineConstructor(context, *record);
+    bool const isComplete = record->prototype && defineTag(context, *record)
+        && defineMethods(context, *record) && defineProperties(context, *record)
+        && defineConstructor(context, *record);
     return isComplete ? std::move(record) : nullptr;
 }
 

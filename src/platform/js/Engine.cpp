@@ -39,33 +39,45 @@ std::size_t stackQuota()
     return static_cast<std::size_t>(size / 2);
 }
 
-// Three quarters of the machine's memory: beyond that a script fails rather than the machine.
+// The engine's heap may be full to here after a collection. Its own limit lies well above: close to that it
+// collects for every few objects, and a script that is out of memory does not end.
+constexpr std::uint64_t kHeapLimit = 1536 * kMegabyte;
+constexpr std::uint32_t kEngineLimit = UINT32_MAX;
+
+// Half of the machine's memory, at most 8 GB: beyond that a script fails rather than the machine.
 std::uint64_t memoryLimit()
 {
     auto const pages = std::max(0L, ::sysconf(_SC_PHYS_PAGES));
     auto const pageSize = std::max(0L, ::sysconf(_SC_PAGESIZE));
     auto const physical = static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(pageSize);
-    return std::max(physical / 4 * 3, 256 * kMegabyte);
+    return std::clamp(physical / 2, 256 * kMegabyte, 8192 * kMegabyte);
 }
 
+// The engine limits its own heap, but not what arrays, strings and native objects hold beside it.
 std::uint64_t allocatedMemory()
 {
     auto const info = ::mallinfo2();
     return info.uordblks + info.hblkhd;
 }
 
-// The engine limits its own heap, but not what arrays and buffers allocate beside it. What a full collection
-// leaves is in use, so that is the time to look.
+bool isMemoryShort(JSContext* context)
+{
+    return JS_GetGCParameter(context, JSGC_BYTES) > kHeapLimit || allocatedMemory() > memoryLimit();
+}
+
+// What a collection leaves is in use, so that is the time to look.
 void checkMemory(JSContext* context, JSGCStatus status, JS::GCReason, void*)
 {
-    if (status == JSGC_END && allocatedMemory() > memoryLimit())
+    if (status == JSGC_END && isMemoryShort(context))
         JS_RequestInterruptCallback(context);
 }
 
 bool stopWhenMemoryIsShort(JSContext* context)
 {
-    if (allocatedMemory() <= memoryLimit())
+    if (!isMemoryShort(context))
         return true;
+    // Promise jobs that make more jobs would go on for ever.
+    ::js::StopDrainingJobQueue(context);
     JS_ReportOutOfMemory(context);
     return false;
 }
@@ -77,8 +89,7 @@ ContextPointer createEngineContext()
     static EngineProcess const process;
     if (!process.isRunning)
         return nullptr;
-    auto const heapLimit = std::min<std::uint64_t>(memoryLimit(), UINT32_MAX);
-    ContextPointer context(JS_NewContext(static_cast<std::uint32_t>(heapLimit)));
+    ContextPointer context(JS_NewContext(kEngineLimit));
     if (!context)
         return nullptr;
     JS_SetNativeStackQuota(context.get(), stackQuota());

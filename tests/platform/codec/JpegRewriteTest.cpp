@@ -244,7 +244,8 @@ TEST(JpegRewrite, AddsADensityOnlyWhereJfifMayStand)
 TEST(JpegRewrite, DeclinesWhatNeedsNewCompression)
 {
     FileOnDisk const file(photo());
-    for (auto const& options : {EncodeOptions {.quality = 0.5F}, EncodeOptions {.noChromaSubsampling = true}}) {
+    for (auto const& options :
+        {EncodeOptions {.quality = 0.5F}, EncodeOptions {.noChromaSubsampling = true}}) {
         auto job = file.job();
         job.options = options;
         EXPECT_FALSE(codecForType("public.jpeg")->canRewrite(job));

@@ -88,6 +88,7 @@ public:
 
     AffineTransform const& transform() const; ///< user space to base space
     void concatenate(AffineTransform const& map); ///< applied before the present transform
+    void resetTransform(); ///< to base space
 
     void setFillColor(Color const& color);
     void setStrokeColor(Color const& color);
@@ -99,6 +100,8 @@ public:
     void setAlpha(double alpha); ///< clamped to 0..1 when drawing; not finite = ignored
     void setBlendMode(BlendMode mode);
     void setShadow(Shadow const& shadow);
+    BlendMode blendMode() const;
+    bool castsShadow() const; ///< whether the shadow could be seen
 
     /// The current path, in base space: points are mapped when they are added. Of arguments in user space.
     Path const& path() const;

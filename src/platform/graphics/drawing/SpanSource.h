@@ -33,9 +33,11 @@ struct DrawnImage {
     IntRect bounds;
 };
 
-/// `part` of `image` as `partToDevice` maps it (part's pixels, y downwards, to device pixels, y downwards),
-/// of which only `visible` is needed; in Display P3. Edges that fall between pixels are antialiased.
-/// Shrinking decodes at reduced size and averages.
+/// `part` of `image` (pixels, y downwards; cut at its edges), of which only `visible` is needed, in Display
+/// P3. `partToDevice` maps pixels counted from the part's top-left corner, y downwards, to device pixels, y
+/// downwards. Whole pixels in whole places are copied exactly; else shrinking decodes at reduced size and
+/// averages, enlarging interpolates, nothing outside of the part mixes in, and edges that fall between pixels
+/// are antialiased. No source and empty bounds when nothing is seen.
 Result<DrawnImage> imageSource(
     Image const& image, FloatRect const& part, AffineTransform const& partToDevice, IntRect const& visible);
 

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "platform/graphics/drawing/Blend.h"
+#include "platform/graphics/drawing/Shape.h"
+#include "platform/graphics/drawing/SpanSource.h"
+
+#include <memory>
+#include <vector>
+
+namespace velk::graphics {
+
+/// The pixels that are drawn on: premultiplied RGBA, rows from top to bottom.
+struct Surface {
+    std::uint8_t* pixels = nullptr;
+    Size size;
+    std::size_t stride = 0;
+
+    std::uint8_t* at(std::int32_t x, std::int32_t y) const
+    {
+        return pixels + static_cast<std::size_t>(y) * stride + 4 * static_cast<std::size_t>(x);
+    }
+};
+
+/// Where drawing has an effect.
+struct Clip {
+    IntRect bounds;
+    /// Of at least `bounds`; null while the clip is a rectangle of whole pixels. Shared by saved states.
+    std::shared_ptr<CoverageMask const> mask;
+
+    /// Null without a mask.
+    std::uint8_t const* row(std::int32_t x, std::int32_t y) const
+    {
+        return mask ? mask->row(y) + (x - mask->bounds.x) : nullptr;
+    }
+    void intersect(RectangleShape const& rectangle);
+    void intersect(Shape const& shape);
+};
+
+/// What a shape is coloured with: one colour, or a source with `alpha`.
+struct Paint {
+    PremultipliedColor color;
+    SpanSource* source = nullptr;
+    std::uint8_t alpha = 255;
+};
+
+/// Joins shapes with the pixels of a surface. Keeps its row buffers from shape to shape.
+class Compositor {
+public:
+    explicit Compositor(Surface const& surface);
+
+    void draw(Shape const& shape, Paint const& paint, BlendMode mode, Clip const& clip);
+
+private:
+    class SpanPainter;
+    void drawEverywhere(Shape const& shape, Paint const& paint, BlendMode mode, Clip const& clip);
+
+    Surface m_surface;
+    std::vector<std::uint8_t> m_pixels; // of a row
+    std::vector<std::uint8_t> m_composed; // of a row
+    std::vector<std::uint8_t> m_coverage; // of a row
+};
+
+} // namespace velk::graphics
