@@ -32,6 +32,12 @@ FloatRect normalized(FloatRect const& rect)
         std::abs(rect.width), std::abs(rect.height)};
 }
 
+bool isFinite(FloatRect const& rect)
+{
+    return std::isfinite(rect.x) && std::isfinite(rect.y) && std::isfinite(rect.width)
+        && std::isfinite(rect.height);
+}
+
 FloatRect intersection(FloatRect const& a, FloatRect const& b)
 {
     auto const left = std::max(a.x, b.x), top = std::max(a.y, b.y);
@@ -66,6 +72,8 @@ void Canvas::drawImage(std::shared_ptr<Image> const& image, ImageArguments const
     if (!pixels)
         return;
     auto const [part, destination] = imageDrawing(pixels->size(), arguments);
+    if (!isFinite(part) || !isFinite(destination))
+        return;
     m_context->save();
     concatenate({.d = -1, .tx = destination.x, .ty = destination.y + destination.height});
     m_context->drawImage(*pixels, part, {0, 0, destination.width, destination.height});

@@ -25,7 +25,7 @@ Range narrowed(Range range, double from, double delta, double low, double high)
 {
     if (delta == 0)
         return from >= low && from <= high ? range : Range {};
-    auto const [first, last] = std::minmax((low - from) / delta, (high - from) / delta);
+    auto const [first, last] = std::minmax({(low - from) / delta, (high - from) / delta});
     return {std::max(range.begin, first), std::min(range.end, last)};
 }
 

@@ -1,0 +1,102 @@
+#include "modules/heif/HeifItem.h"
+
+#include "modules/heif/HeifBoxes.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace velk::codec::heif {
+
+namespace {
+
+// The item's identifier in the primary item box (ISO/IEC 14496-12, 8.11.4).
+std::optional<std::uint32_t> primaryItem(ByteSpan meta)
+{
+    BoxFields fields(contentOf(meta, FourCC("pitm")));
+    auto const version = fields.fullBoxHeader().version;
+    auto const item = fields.number(version == 0 ? 2 : 4);
+    return fields.isValid() ? std::optional(static_cast<std::uint32_t>(item)) : std::nullopt;
+}
+
+// Numbers, from 1 on, of an item's properties (ISO/IEC 23008-12, 9.3.3).
+std::vector<std::size_t> propertiesOf(std::uint32_t wanted, ByteSpan iprp)
+{
+    std::vector<std::size_t> properties;
+    BoxFields fields(contentOf(iprp, FourCC("ipma")));
+    auto const header = fields.fullBoxHeader();
+    auto const entries = fields.number(4);
+    for (std::uint64_t entry = 0; entry < entries && fields.isValid(); ++entry) {
+        auto const item = fields.number(header.version == 0 ? 2 : 4);
+        auto const count = fields.number(1);
+        for (std::uint64_t i = 0; i < count; ++i) {
+            bool const isWide = header.flags & 1;
+            auto const number = fields.number(isWide ? 2 : 1) & (isWide ? 0x7FFF : 0x7F);
+            if (item == wanted && fields.isValid())
+                properties.push_back(static_cast<std::size_t>(number));
+        }
+    }
+    return properties;
+}
+
+// The first of the images that an image is derived from (ISO/IEC 23008-12, 6.6).
+std::optional<std::uint32_t> firstInput(std::uint32_t item, ByteSpan meta)
+{
+    auto const iref = contentOf(meta, FourCC("iref"));
+    BoxFields header(iref);
+    auto const bytes = header.fullBoxHeader().version == 0 ? 2u : 4u;
+    for (auto const& reference : childBoxes(header.rest())) {
+        BoxFields fields(reference.content);
+        auto const from = fields.number(bytes);
+        auto const count = fields.number(2);
+        auto const to = fields.number(bytes);
+        if (reference.type == FourCC("dimg") && from == item && count > 0 && fields.isValid())
+            return static_cast<std::uint32_t>(to);
+    }
+    return std::nullopt;
+}
+
+/// Whether a property tells that there is only luma; nothing where it does not tell.
+std::optional<bool> saysMonochrome(ChildBox const& property)
+{
+    auto const& content = property.content;
+    if (property.type == FourCC("pixi") && content.size() > 4)
+        return content[4] == 1;
+    if (property.type == FourCC("av1C") && content.size() > 2)
+        return (content[2] & 0x10) != 0;
+    if (property.type == FourCC("hvcC") && content.size() > 16)
+        return (content[16] & 3) == 0;
+    return std::nullopt;
+}
+
+std::optional<bool> saysMonochrome(std::uint32_t item, ByteSpan iprp)
+{
+    auto const all = childBoxes(contentOf(iprp, FourCC("ipco")));
+    for (auto const number : propertiesOf(item, iprp)) {
+        if (number == 0 || number > all.size())
+            continue;
+        if (auto const answer = saysMonochrome(all[number - 1]))
+            return answer;
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+Result<bool> isMonochrome(InputFile const& file)
+{
+    auto const box = TRY(readMeta(file));
+    BoxFields fields(box);
+    fields.fullBoxHeader();
+    auto const meta = fields.rest();
+    auto const iprp = contentOf(meta, FourCC("iprp"));
+    auto item = primaryItem(meta);
+    // A grid of tiles need not say what its tiles are.
+    for (int depth = 0; item && depth < 4; ++depth) {
+        if (auto const answer = saysMonochrome(*item, iprp))
+            return *answer;
+        item = firstInput(*item, meta);
+    }
+    return false;
+}
+
+} // namespace velk::codec::heif
