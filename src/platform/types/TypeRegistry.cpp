@@ -41,7 +41,9 @@ std::string preferredExtension(std::string_view identifier)
 
 bool conformsToImage(std::string_view identifier)
 {
-    return identifier == kImage || fileTypeWithIdentifier(identifier);
+    // Pages of text and pictures, of which one is read and written here, are no image by type.
+    constexpr std::string_view kPages = "com.adobe.pdf";
+    return identifier == kImage || (identifier != kPages && fileTypeWithIdentifier(identifier));
 }
 
 } // namespace velk::types
