@@ -60,9 +60,8 @@ std::vector<std::string> examplesIn(std::string const& document)
 int runInShell(std::string const& line, std::string const& directory)
 {
     auto const bin = std::filesystem::path(VELK_BINARY).parent_path().string();
-    auto const command = "cd '" + directory + "' && PATH='" + bin
-        + "':\"$PATH\" XDG_CACHE_HOME=\"$PWD/cache\" && " + "export PATH XDG_CACHE_HOME && " + line
-        + " >output.txt 2>errors.txt";
+    auto const command = "cd '" + directory + "' && export PATH='" + bin
+        + "':\"$PATH\" XDG_CACHE_HOME=\"$PWD/cache\" && {\n" + line + "\n} >output.txt 2>errors.txt";
     return std::system(command.c_str());
 }
 
