@@ -156,6 +156,8 @@ private:
     void concatenate(graphics::AffineTransform const& map);
     void updateShadowInformation();
 
+    void drawUpright(graphics::Image const& image, graphics::FloatRect const& part,
+        graphics::FloatRect const& destination);
     void fillWithGradient(Gradient const& gradient);
     void fillWithPattern(PatternObject const& pattern);
 

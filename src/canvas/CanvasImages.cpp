@@ -74,9 +74,15 @@ void Canvas::drawImage(std::shared_ptr<Image> const& image, ImageArguments const
     auto const [part, destination] = imageDrawing(pixels->size(), arguments);
     if (!isFinite(part) || !isFinite(destination))
         return;
+    drawUpright(*pixels, part, destination);
+}
+
+// The context has the y axis of images upwards.
+void Canvas::drawUpright(graphics::Image const& image, FloatRect const& part, FloatRect const& destination)
+{
     m_context->save();
     concatenate({.d = -1, .tx = destination.x, .ty = destination.y + destination.height});
-    m_context->drawImage(*pixels, part, {0, 0, destination.width, destination.height});
+    m_context->drawImage(image, part, {0, 0, destination.width, destination.height});
     m_context->restore();
 }
 
@@ -95,14 +101,13 @@ std::shared_ptr<ImageData> Canvas::getImageData(
     return std::make_shared<ImageData>(*m_context, RectObject::fromValues(x, y, width, height)->rect());
 }
 
-// The first row of the pixels is the lowest, and user space as it is puts the first row of an image there.
 void Canvas::putImageData(std::shared_ptr<ImageData> const& data, double x, double y)
 {
     auto const picture = m_context && data ? data->createImage() : std::nullopt;
-    if (!picture)
+    if (!picture || !std::isfinite(x) || !std::isfinite(y))
         return;
     auto const width = static_cast<double>(data->width()), height = static_cast<double>(data->height());
-    m_context->drawImage(*picture, {0, 0, width, height}, {x, y, width, height});
+    drawUpright(*picture, {0, 0, width, height}, {x, y, width, height});
 }
 
 std::shared_ptr<Gradient> Canvas::createLinearGradient(double x0, double y0, double x1, double y1) const

@@ -41,9 +41,8 @@ std::string preferredExtension(std::string_view identifier)
 
 bool conformsToImage(std::string_view identifier)
 {
-    // Pages of text and pictures, of which one is read and written here, are no image by type.
-    constexpr std::string_view kPages = "com.adobe.pdf";
-    return identifier == kImage || (identifier != kPages && fileTypeWithIdentifier(identifier));
+    auto const* type = fileTypeWithIdentifier(identifier);
+    return identifier == kImage || (type && type->mimeType.starts_with("image/"));
 }
 
 } // namespace velk::types
