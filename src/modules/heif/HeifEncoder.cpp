@@ -51,22 +51,28 @@ bool isLossless(EncodeOptions const& options)
     return options.quality && *options.quality >= 1;
 }
 
-// Depths beyond 10 bits are decoded by few devices; where nothing may be lost they are needed.
-int depthFor(ImageInfo const& info, EncodeOptions const& options, int usualDeepBits)
+// Few devices decode HEVC of more than 10 bits; where nothing may be lost that has to do.
+int hevcDepth(ImageInfo const& info, EncodeOptions const& options)
 {
     auto const bits = info.bitsPerComponent;
-    if (bits == 10 || bits == 12)
-        return bits;
-    return isLossless(options) ? 12 : usualDeepBits;
+    return bits == 10 || bits == 12 ? bits : isLossless(options) ? 12 : 10;
 }
 
-EncodeTarget negotiate(ImageInfo const& info, EncodeOptions const& options, int usualDeepBits)
+// libheif 1.15 asks libaom for a profile that has no 4:2:0 and 4:4:4 of 10 bits, and libaom may abort at
+// that.
+int av1Depth(ImageInfo const&, EncodeOptions const&)
+{
+    return 12;
+}
+
+EncodeTarget negotiate(ImageInfo const& info, EncodeOptions const& options,
+    int (*deepBits)(ImageInfo const& info, EncodeOptions const& options))
 {
     auto target = nearestTarget(info, kAbilities);
     if (info.layout.format.alpha == Alpha::Premultiplied)
         target.format.alpha = Alpha::Premultiplied;
-    target.bitsPerComponent =
-        target.format.componentType == ComponentType::UInt16 ? depthFor(info, options, usualDeepBits) : 8;
+    bool const isDeep = target.format.componentType == ComponentType::UInt16;
+    target.bitsPerComponent = isDeep ? deepBits(info, options) : 8;
     return target;
 }
 
@@ -209,12 +215,12 @@ Result<void> encode(EncodeJob const& job, AtomicFile& file, Coding const& coding
 
 EncodeTarget negotiateHeic(ImageInfo const& info, EncodeOptions const& options)
 {
-    return negotiate(info, options, 10);
+    return negotiate(info, options, hevcDepth);
 }
 
 EncodeTarget negotiateAvif(ImageInfo const& info, EncodeOptions const& options)
 {
-    return negotiate(info, options, 12);
+    return negotiate(info, options, av1Depth);
 }
 
 Result<void> encodeHeic(EncodeJob const& job, AtomicFile& output)
