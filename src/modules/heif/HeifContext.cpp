@@ -72,14 +72,13 @@ Result<void> Reader::start()
     return {};
 }
 
-Result<Pointer<heif_image>> Reader::decode() const
+Result<Pointer<heif_image>> Reader::decode(heif_colorspace space, heif_chroma chroma) const
 {
     Pointer<heif_decoding_options> const options(heif_decoding_options_alloc());
     if (!options)
         return fail("out of memory");
     heif_image* decoded = nullptr;
-    auto const error =
-        heif_decode_image(image(), &decoded, heif_colorspace_undefined, heif_chroma_undefined, options.get());
+    auto const error = heif_decode_image(image(), &decoded, space, chroma, options.get());
     Pointer<heif_image> result(decoded);
     TRY(check(error, "the image data cannot be decoded"));
     return result;

@@ -32,8 +32,8 @@ public:
     heif_context* context() const { return m_context.get(); }
     /// The primary image.
     heif_image_handle const* image() const { return m_image.get(); }
-    /// The image's pixels as they are coded, turned and cropped as the file says.
-    Result<Pointer<heif_image>> decode() const;
+    /// The image's pixels in this layout, turned and cropped as the file says.
+    Result<Pointer<heif_image>> decode(heif_colorspace space, heif_chroma chroma) const;
 
 private:
     explicit Reader(InputFile const& file)

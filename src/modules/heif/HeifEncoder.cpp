@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 
 namespace velk::codec::heif {
 
@@ -20,6 +21,11 @@ constexpr int kGrayDepths[] = {8};
 constexpr EncoderAbilities kAbilities = {
     .models = kModels, .modelsWithAlpha = kModels, .grayDepths = kGrayDepths, .sixteenBits = true};
 
+/// A quality, and what the library calls one as good.
+struct QualityPoint {
+    float quality, libraryQuality;
+};
+
 /// What differs between the two ways to code the pixels.
 struct Coding {
     heif_compression_format format;
@@ -28,32 +34,45 @@ struct Coding {
     /// Encoder parameters: a compromise between speed and size.
     char const* speedParameter;
     char const* speed;
+    std::span<QualityPoint const> qualities;
 };
 
-constexpr Coding kHevc = {heif_compression_HEVC, "HEIC", 16384, "preset", "medium"};
-constexpr Coding kAv1 = {heif_compression_AV1, "AVIF", 65536, "speed", "6"};
+// Measured on photos: the signal-to-noise ratio of JPEG files of the same quality, or a little more.
+constexpr QualityPoint kHevcQualities[] = {
+    {0, 10}, {0.25f, 28}, {0.5f, 36}, {0.75f, 44}, {0.85f, 52}, {0.95f, 68}, {1, 100}};
+constexpr QualityPoint kAv1Qualities[] = {
+    {0, 10}, {0.25f, 32}, {0.5f, 42}, {0.75f, 54}, {0.85f, 64}, {0.95f, 84}, {1, 100}};
+
+constexpr Coding kHevc = {heif_compression_HEVC, "HEIC", 16384, "preset", "medium", kHevcQualities};
+constexpr Coding kAv1 = {heif_compression_AV1, "AVIF", 65536, "speed", "6", kAv1Qualities};
 
 bool isLossless(EncodeOptions const& options)
 {
     return options.quality && *options.quality >= 1;
 }
 
-// Depths beyond 10 bits are decoded by few devices; where nothing may be lost they are needed.
-int depthFor(ImageInfo const& info, EncodeOptions const& options, int usualDeepBits)
+// Few devices decode HEVC of more than 10 bits; where nothing may be lost that has to do.
+int hevcDepth(ImageInfo const& info, EncodeOptions const& options)
 {
     auto const bits = info.bitsPerComponent;
-    if (bits == 10 || bits == 12)
-        return bits;
-    return isLossless(options) ? 12 : usualDeepBits;
+    return bits == 10 || bits == 12 ? bits : isLossless(options) ? 12 : 10;
 }
 
-EncodeTarget negotiate(ImageInfo const& info, EncodeOptions const& options, int usualDeepBits)
+// libheif 1.15 asks libaom for a profile that has no 4:2:0 and 4:4:4 of 10 bits, and libaom may abort at
+// that.
+int av1Depth(ImageInfo const&, EncodeOptions const&)
+{
+    return 12;
+}
+
+EncodeTarget negotiate(ImageInfo const& info, EncodeOptions const& options,
+    int (*deepBits)(ImageInfo const& info, EncodeOptions const& options))
 {
     auto target = nearestTarget(info, kAbilities);
     if (info.layout.format.alpha == Alpha::Premultiplied)
         target.format.alpha = Alpha::Premultiplied;
-    target.bitsPerComponent =
-        target.format.componentType == ComponentType::UInt16 ? depthFor(info, options, usualDeepBits) : 8;
+    bool const isDeep = target.format.componentType == ComponentType::UInt16;
+    target.bitsPerComponent = isDeep ? deepBits(info, options) : 8;
     return target;
 }
 
@@ -67,10 +86,16 @@ Result<Pointer<heif_encoder>> encoderFor(heif_context* context, Coding const& co
     return encoder;
 }
 
-// libheif's scale gives quantisers linearly, which spends most of the scale on differences that nobody sees.
-int libraryQuality(float quality)
+int libraryQuality(Coding const& coding, float quality)
 {
-    return static_cast<int>(std::lround(100 * std::clamp(quality, 0.0f, 1.0f)));
+    auto const asked = std::clamp(quality, 0.0f, 1.0f);
+    auto const& points = coding.qualities;
+    std::size_t i = 1;
+    while (i + 1 < points.size() && points[i].quality < asked)
+        ++i;
+    auto const &below = points[i - 1], &above = points[i];
+    auto const part = (asked - below.quality) / (above.quality - below.quality);
+    return static_cast<int>(std::lround(std::lerp(below.libraryQuality, above.libraryQuality, part)));
 }
 
 Result<void> configure(heif_encoder* encoder, Coding const& coding, EncodeJob const& job)
@@ -80,7 +105,7 @@ Result<void> configure(heif_encoder* encoder, Coding const& coding, EncodeJob co
     TRY(check(heif_encoder_set_lossless(encoder, lossless), kFailed));
     if (!lossless)
         TRY(check(heif_encoder_set_lossy_quality(
-                      encoder, libraryQuality(options.quality.value_or(kDefaultQuality))),
+                      encoder, libraryQuality(coding, options.quality.value_or(kDefaultQuality))),
             kFailed));
     // Parameters are wishes: another encoder may not know them.
     heif_encoder_set_parameter(encoder, coding.speedParameter, coding.speed);
@@ -190,12 +215,12 @@ Result<void> encode(EncodeJob const& job, AtomicFile& file, Coding const& coding
 
 EncodeTarget negotiateHeic(ImageInfo const& info, EncodeOptions const& options)
 {
-    return negotiate(info, options, 10);
+    return negotiate(info, options, hevcDepth);
 }
 
 EncodeTarget negotiateAvif(ImageInfo const& info, EncodeOptions const& options)
 {
-    return negotiate(info, options, 12);
+    return negotiate(info, options, av1Depth);
 }
 
 Result<void> encodeHeic(EncodeJob const& job, AtomicFile& output)

@@ -9,6 +9,8 @@ namespace velk::codec::heif {
 
 namespace {
 
+constexpr int kMaximumDerivations = 4;
+
 // The item's identifier in the primary item box (ISO/IEC 14496-12, 8.11.4).
 std::optional<std::uint32_t> primaryItem(ByteSpan meta)
 {
@@ -55,34 +57,45 @@ std::optional<std::uint32_t> firstInput(std::uint32_t item, ByteSpan meta)
     return std::nullopt;
 }
 
-/// Whether a property tells that there is only luma; nothing where it does not tell.
-std::optional<bool> saysMonochrome(ChildBox const& property)
+CodedChroma hevcChroma(ByteSpan configuration)
 {
-    auto const& content = property.content;
-    if (property.type == FourCC("pixi") && content.size() > 4)
-        return content[4] == 1;
-    if (property.type == FourCC("av1C") && content.size() > 2)
-        return (content[2] & 0x10) != 0;
-    if (property.type == FourCC("hvcC") && content.size() > 16)
-        return (content[16] & 3) == 0;
-    return std::nullopt;
+    constexpr std::size_t kFormat = 16;
+    constexpr CodedChroma kFormats[] = {
+        CodedChroma::Monochrome, CodedChroma::Halved, CodedChroma::HalvedWidth, CodedChroma::Full};
+    return configuration.size() > kFormat ? kFormats[configuration[kFormat] & 3] : CodedChroma::Unknown;
 }
 
-std::optional<bool> saysMonochrome(std::uint32_t item, ByteSpan iprp)
+CodedChroma av1Chroma(ByteSpan configuration)
+{
+    constexpr std::size_t kFlags = 2;
+    constexpr std::uint8_t kMonochrome = 0x10, kHalfWidth = 0x08, kHalfHeight = 0x04;
+    if (configuration.size() <= kFlags)
+        return CodedChroma::Unknown;
+    auto const flags = configuration[kFlags];
+    return flags & kMonochrome ? CodedChroma::Monochrome
+        : flags & kHalfHeight  ? CodedChroma::Halved
+        : flags & kHalfWidth   ? CodedChroma::HalvedWidth
+                               : CodedChroma::Full;
+}
+
+CodedChroma chromaOf(std::uint32_t item, ByteSpan iprp)
 {
     auto const all = childBoxes(contentOf(iprp, FourCC("ipco")));
     for (auto const number : propertiesOf(item, iprp)) {
         if (number == 0 || number > all.size())
             continue;
-        if (auto const answer = saysMonochrome(all[number - 1]))
-            return answer;
+        auto const& property = all[number - 1];
+        if (property.type == FourCC("hvcC"))
+            return hevcChroma(property.content);
+        if (property.type == FourCC("av1C"))
+            return av1Chroma(property.content);
     }
-    return std::nullopt;
+    return CodedChroma::Unknown;
 }
 
 } // namespace
 
-Result<bool> isMonochrome(InputFile const& file)
+Result<CodedChroma> chromaOf(InputFile const& file)
 {
     auto const box = TRY(readMeta(file));
     BoxFields fields(box);
@@ -90,13 +103,12 @@ Result<bool> isMonochrome(InputFile const& file)
     auto const meta = fields.rest();
     auto const iprp = contentOf(meta, FourCC("iprp"));
     auto item = primaryItem(meta);
-    // A grid of tiles need not say what its tiles are.
-    for (int depth = 0; item && depth < 4; ++depth) {
-        if (auto const answer = saysMonochrome(*item, iprp))
-            return *answer;
+    for (int depth = 0; item && depth < kMaximumDerivations; ++depth) {
+        if (auto const chroma = chromaOf(*item, iprp); chroma != CodedChroma::Unknown)
+            return chroma;
         item = firstInput(*item, meta);
     }
-    return false;
+    return CodedChroma::Unknown;
 }
 
 } // namespace velk::codec::heif

@@ -4,8 +4,11 @@
 
 namespace velk::codec::heif {
 
-/// Whether the primary image has no colour channels, as far as the file's properties say
-/// (ISO/IEC 23008-12, 6.5.6 and the configuration records of HEVC and AV1).
-Result<bool> isMonochrome(InputFile const& file);
+/// The channels that a picture is coded in.
+enum class CodedChroma : std::uint8_t { Unknown, Monochrome, Halved, HalvedWidth, Full };
+
+/// Those of the primary image, as the configuration of its HEVC or AV1 data says (ISO/IEC 14496-15, 8.3.3.1;
+/// AV1 Codec ISO Media File Format Binding, 2.3), or of the first tile that it is made of.
+Result<CodedChroma> chromaOf(InputFile const& file);
 
 } // namespace velk::codec::heif

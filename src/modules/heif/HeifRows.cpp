@@ -18,6 +18,28 @@ struct Coding {
     bool isFullRange = true;
 };
 
+/// What the library is asked for: halved chroma as it is coded, because the library would repeat its samples
+/// where they are to be interpolated; of everything else, red, green and blue.
+struct RequestedLayout {
+    heif_colorspace space = heif_colorspace_RGB;
+    heif_chroma chroma = heif_chroma_444;
+};
+
+RequestedLayout layoutFor(CodedChroma coded)
+{
+    switch (coded) {
+    case CodedChroma::Halved:
+        return {heif_colorspace_YCbCr, heif_chroma_420};
+    case CodedChroma::HalvedWidth:
+        return {heif_colorspace_YCbCr, heif_chroma_422};
+    case CodedChroma::Unknown:
+    case CodedChroma::Monochrome:
+    case CodedChroma::Full:
+        break;
+    }
+    return {};
+}
+
 Coding codingOf(heif_image const* image)
 {
     heif_color_profile_nclx* found = nullptr;
@@ -59,7 +81,8 @@ private:
     Result<void> decode()
     {
         auto const reader = TRY(Reader::open(m_source->file()));
-        auto image = TRY(reader->decode());
+        auto const wanted = layoutFor(m_source->chroma());
+        auto image = TRY(reader->decode(wanted.space, wanted.chroma));
         m_coding = codingOf(image.get());
         TRY(findPlanes(image.get()));
         for (auto& values : m_values)

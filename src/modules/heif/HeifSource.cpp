@@ -1,7 +1,6 @@
 #include "modules/heif/HeifSource.h"
 
 #include "modules/heif/CodedColors.h"
-#include "modules/heif/HeifItem.h"
 #include "modules/heif/HeifRows.h"
 
 #include <algorithm>
@@ -103,10 +102,11 @@ Result<void> Source::describe()
     if (!isPossible(info.layout.size))
         return fail(
             "an image of {} x {} pixels is not possible", info.layout.size.width, info.layout.size.height);
+    m_chroma = TRY(chromaOf(file()));
     auto const bits = heif_image_handle_get_luma_bits_per_pixel(image);
     info.bitsPerComponent = bits > 0 ? bits : 8;
     info.layout.format = {info.bitsPerComponent > 8 ? ComponentType::UInt16 : ComponentType::UInt8,
-        TRY(isMonochrome(file())) ? ColorModel::Gray : ColorModel::RGB, alphaOf(image)};
+        m_chroma == CodedChroma::Monochrome ? ColorModel::Gray : ColorModel::RGB, alphaOf(image)};
     info.layout.space = spaceOf(image, info.layout.format.model);
     editDescription().imageCount =
         std::max(1, heif_context_get_number_of_top_level_images(reader->context()));

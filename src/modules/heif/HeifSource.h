@@ -1,6 +1,7 @@
 #pragma once
 
 #include "modules/heif/HeifContext.h"
+#include "modules/heif/HeifItem.h"
 #include "platform/codec/ImageSource.h"
 
 namespace velk::codec::heif {
@@ -13,12 +14,15 @@ class Source final : public ImageSource {
 public:
     static Result<std::shared_ptr<ImageSource>> open(std::string_view type, InputFile file);
 
+    CodedChroma chroma() const { return m_chroma; }
     Result<graphics::DecodedRows> open(graphics::DecodeRequest const& request) const override;
 
 private:
     Source(std::string_view type, InputFile file);
     Result<void> describe();
     Result<void> readMetadata(heif_image_handle const* image);
+
+    CodedChroma m_chroma = CodedChroma::Unknown;
 };
 
 } // namespace velk::codec::heif

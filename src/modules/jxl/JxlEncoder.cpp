@@ -58,7 +58,6 @@ JxlBasicInfo headerFor(EncodeJob const& job)
         header.num_extra_channels = 1;
         header.alpha_bits = header.bits_per_sample;
         header.alpha_exponent_bits = header.exponent_bits_per_sample;
-        header.alpha_premultiplied = format.alpha == Alpha::Premultiplied;
     }
     header.orientation = static_cast<JxlOrientation>(job.metadata.orientation());
     header.uses_original_profile = isLossless(job);
@@ -123,8 +122,6 @@ Result<void> encodePixels(EncodeJob const& job, AtomicFile& output)
 EncodeTarget negotiate(ImageInfo const& info, EncodeOptions const&)
 {
     auto target = nearestTarget(info, kAbilities);
-    if (info.layout.format.alpha == Alpha::Premultiplied)
-        target.format.alpha = Alpha::Premultiplied;
     auto const bits = info.bitsPerComponent;
     if (target.format.componentType == ComponentType::UInt16 && bits > 8 && bits < 16)
         target.bitsPerComponent = bits;
