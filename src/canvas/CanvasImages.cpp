@@ -74,16 +74,9 @@ void Canvas::drawImage(std::shared_ptr<Image> const& image, ImageArguments const
     auto const [part, destination] = imageDrawing(pixels->size(), arguments);
     if (!isFinite(part) || !isFinite(destination))
         return;
-    drawUpright(*pixels, part, destination);
-}
-
-// The context has the y axis of images upwards.
-void Canvas::drawUpright(graphics::Image const& image, FloatRect const& part, FloatRect const& destination)
-{
-    m_context->save();
-    concatenate({.d = -1, .tx = destination.x, .ty = destination.y + destination.height});
-    m_context->drawImage(image, part, {0, 0, destination.width, destination.height});
-    m_context->restore();
+    drawUpright({destination.x, destination.y + destination.height}, [&] {
+        m_context->drawImage(*pixels, part, {0, 0, destination.width, destination.height});
+    });
 }
 
 std::shared_ptr<ImageData> Canvas::createImageData(js::Value const& widthOrData, std::uint32_t height) const
@@ -104,10 +97,11 @@ std::shared_ptr<ImageData> Canvas::getImageData(
 void Canvas::putImageData(std::shared_ptr<ImageData> const& data, double x, double y)
 {
     auto const picture = m_context && data ? data->createImage() : std::nullopt;
-    if (!picture || !std::isfinite(x) || !std::isfinite(y))
+    if (!picture)
         return;
     auto const width = static_cast<double>(data->width()), height = static_cast<double>(data->height());
-    drawUpright(*picture, {0, 0, width, height}, {x, y, width, height});
+    FloatRect const whole {0, 0, width, height};
+    drawUpright({x, y + height}, [&] { m_context->drawImage(*picture, whole, whole); });
 }
 
 std::shared_ptr<Gradient> Canvas::createLinearGradient(double x0, double y0, double x1, double y1) const
