@@ -76,7 +76,7 @@ private:
 
     template <typename Body> void withShapeOf(Path const& path, Body const& body);
     Paint colorPaint(Color const& color) const { return {premultiplied(color, state().alpha)}; }
-    void draw(Shape const& shape, Paint const& paint, Opacity opacity);
+    template <typename Drawn> void draw(Drawn const& shape, Paint const& paint, Opacity opacity);
     void drawShadow(Shape const& shape, Paint const& paint, Opacity opacity);
     void drawShadowOf(Box const& box, double deviation, Point shift, PremultipliedColor color);
     IntRect shadowReach(double deviation) const;
@@ -103,7 +103,8 @@ template <typename Body> void BitmapContext::Implementation::withShapeOf(Path co
         body(FilledShape(path, m_toDevice, m_rasterizer));
 }
 
-void BitmapContext::Implementation::draw(Shape const& shape, Paint const& paint, Opacity opacity)
+template <typename Drawn>
+void BitmapContext::Implementation::draw(Drawn const& shape, Paint const& paint, Opacity opacity)
 {
     drawShadow(shape, paint, opacity);
     m_compositor.draw(shape, paint, state().mode, state().clip);

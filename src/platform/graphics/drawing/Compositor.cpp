@@ -5,6 +5,14 @@
 
 namespace velk::graphics {
 
+namespace {
+
+// From this many pixels on, threads have more to do than to wait for each other.
+constexpr std::int64_t kLargeArea = 512 * 1024;
+constexpr std::int32_t kBandRows = 64;
+
+} // namespace
+
 // ---- Clip
 
 void Clip::intersect(RectangleShape const& rectangle)
@@ -103,6 +111,26 @@ void Compositor::draw(Shape const& shape, Paint const& paint, BlendMode mode, Cl
         return;
     SpanPainter painter(*this, paint, mode, clip);
     shape.cover(area, {}, painter);
+}
+
+// A colour takes nothing but the row that it is drawn on, so that several threads can draw rows.
+void Compositor::draw(RectangleShape const& rectangle, Paint const& paint, BlendMode mode, Clip const& clip)
+{
+    auto const area = rectangle.bounds(clip.bounds, {});
+    auto const isLarge = std::int64_t {area.width} * area.height >= kLargeArea;
+    if (!isLarge || paint.source || clip.mask || changesOutside(mode))
+        return draw(static_cast<Shape const&>(rectangle), paint, mode, clip);
+    SpanPainter painter(*this, paint, mode, clip);
+    drawInBands(rectangle, area, painter);
+}
+
+void Compositor::drawInBands(Shape const& shape, IntRect const& area, SpanPainter& painter)
+{
+    auto const bands = (area.height + kBandRows - 1) / kBandRows;
+    m_crew.run(static_cast<std::size_t>(bands), [&](std::size_t band) {
+        auto const top = static_cast<std::int32_t>(band) * kBandRows;
+        shape.cover({area.x, area.y + top, area.width, std::min(kBandRows, area.height - top)}, {}, painter);
+    });
 }
 
 // Where the shape is not, what is drawn is transparent: each row of the clip is composed on its own first.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/graphics/WorkCrew.h"
 #include "platform/graphics/drawing/Blend.h"
 #include "platform/graphics/drawing/Shape.h"
 #include "platform/graphics/drawing/SpanSource.h"
@@ -49,15 +50,19 @@ public:
     explicit Compositor(Surface const& surface);
 
     void draw(Shape const& shape, Paint const& paint, BlendMode mode, Clip const& clip);
+    /// The same, on several threads where there is much to do.
+    void draw(RectangleShape const& rectangle, Paint const& paint, BlendMode mode, Clip const& clip);
 
 private:
     class SpanPainter;
     void drawEverywhere(Shape const& shape, Paint const& paint, BlendMode mode, Clip const& clip);
+    void drawInBands(Shape const& shape, IntRect const& area, SpanPainter& painter);
 
     Surface m_surface;
     std::vector<std::uint8_t> m_pixels; // of a row
     std::vector<std::uint8_t> m_composed; // of a row
     std::vector<std::uint8_t> m_coverage; // of a row
+    WorkCrew m_crew; // for large areas
 };
 
 } // namespace velk::graphics
