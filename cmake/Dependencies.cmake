@@ -35,9 +35,6 @@ target_link_libraries(velk_dependencies INTERFACE Threads::Threads ${CMAKE_DL_LI
 # What only the script module stands on.
 pkg_search_module(MOZJS REQUIRED IMPORTED_TARGET mozjs-140 mozjs-128 mozjs-115 mozjs-102)
 pkg_check_modules(VELK_STUDIO REQUIRED IMPORTED_TARGET pangoft2 harfbuzz fontconfig freetype2)
-find_path(AGG_INCLUDE_DIR agg_rasterizer_scanline_aa.h PATH_SUFFIXES agg2 REQUIRED)
-find_library(AGG_LIBRARY agg_pic REQUIRED)
 add_library(velk_studio_dependencies INTERFACE)
-target_include_directories(velk_studio_dependencies SYSTEM INTERFACE "${AGG_INCLUDE_DIR}")
 target_link_libraries(velk_studio_dependencies INTERFACE
-  PkgConfig::MOZJS PkgConfig::VELK_STUDIO "${AGG_LIBRARY}" Threads::Threads)
+  PkgConfig::MOZJS PkgConfig::VELK_STUDIO Threads::Threads)

@@ -21,11 +21,11 @@ function countLevels(image) {
     return levels;
 }
 
-function trace(context, counts, peak) {
+function trace(context, counts, peak, isArea) {
     counts.forEach((count, level) => {
         const x = margin + level / 255 * (width - 2 * margin);
         const y = height - margin - Math.min(1, Math.sqrt(count / peak)) * (height - 2 * margin);
-        level === 0 ? context.moveTo(x, y) : context.lineTo(x, y);
+        level === 0 && !isArea ? context.moveTo(x, y) : context.lineTo(x, y);
     });
 }
 
@@ -40,8 +40,7 @@ for (const image of velk.images) {
 
     chart.beginPath();
     chart.moveTo(margin, height - margin);
-    chart.lineTo(margin, height - margin);
-    trace(chart, levels[3], peak);
+    trace(chart, levels[3], peak, true);
     chart.lineTo(width - margin, height - margin);
     chart.closePath();
     chart.fillStyle = 'rgba(60, 66, 80, 0.25)';

@@ -11,6 +11,7 @@
 #include "script/SnapshotSource.h"
 
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -156,6 +157,17 @@ private:
     void concatenate(graphics::AffineTransform const& map);
     void updateShadowInformation();
 
+    /// Calls `draw` with the origin of user space at `origin` and y upwards, as text and images have it;
+    /// not for an origin that is no number.
+    template <typename Draw> void drawUpright(graphics::Point origin, Draw const& draw)
+    {
+        if (!std::isfinite(origin.x) || !std::isfinite(origin.y))
+            return;
+        m_context->save();
+        m_context->concatenate({.d = -1, .tx = origin.x, .ty = origin.y});
+        draw();
+        m_context->restore();
+    }
     void fillWithGradient(Gradient const& gradient);
     void fillWithPattern(PatternObject const& pattern);
 

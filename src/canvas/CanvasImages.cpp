@@ -32,6 +32,12 @@ FloatRect normalized(FloatRect const& rect)
         std::abs(rect.width), std::abs(rect.height)};
 }
 
+bool isFinite(FloatRect const& rect)
+{
+    return std::isfinite(rect.x) && std::isfinite(rect.y) && std::isfinite(rect.width)
+        && std::isfinite(rect.height);
+}
+
 FloatRect intersection(FloatRect const& a, FloatRect const& b)
 {
     auto const left = std::max(a.x, b.x), top = std::max(a.y, b.y);
@@ -66,10 +72,11 @@ void Canvas::drawImage(std::shared_ptr<Image> const& image, ImageArguments const
     if (!pixels)
         return;
     auto const [part, destination] = imageDrawing(pixels->size(), arguments);
-    m_context->save();
-    concatenate({.d = -1, .tx = destination.x, .ty = destination.y + destination.height});
-    m_context->drawImage(*pixels, part, {0, 0, destination.width, destination.height});
-    m_context->restore();
+    if (!isFinite(part) || !isFinite(destination))
+        return;
+    drawUpright({destination.x, destination.y + destination.height}, [&] {
+        m_context->drawImage(*pixels, part, {0, 0, destination.width, destination.height});
+    });
 }
 
 std::shared_ptr<ImageData> Canvas::createImageData(js::Value const& widthOrData, std::uint32_t height) const
@@ -87,14 +94,14 @@ std::shared_ptr<ImageData> Canvas::getImageData(
     return std::make_shared<ImageData>(*m_context, RectObject::fromValues(x, y, width, height)->rect());
 }
 
-// The first row of the pixels is the lowest, and user space as it is puts the first row of an image there.
 void Canvas::putImageData(std::shared_ptr<ImageData> const& data, double x, double y)
 {
     auto const picture = m_context && data ? data->createImage() : std::nullopt;
     if (!picture)
         return;
     auto const width = static_cast<double>(data->width()), height = static_cast<double>(data->height());
-    m_context->drawImage(*picture, {0, 0, width, height}, {x, y, width, height});
+    FloatRect const whole {0, 0, width, height};
+    drawUpright({x, y + height}, [&] { m_context->drawImage(*picture, whole, whole); });
 }
 
 std::shared_ptr<Gradient> Canvas::createLinearGradient(double x0, double y0, double x1, double y1) const

@@ -63,14 +63,13 @@ void Canvas::fillText(std::string const& text, double x, double y)
     if (!line)
         return;
     auto const position = textPosition(line->line, x, y);
-    m_context->save();
-    m_context->setFillColor(*m_fillColor);
-    concatenate({.d = -1, .tx = position.x, .ty = position.y});
-    if (canUseMasks(*line))
-        fillMasks(line->line);
-    else
-        m_context->fillOutline(line->line.outline());
-    m_context->restore();
+    drawUpright(position, [&] {
+        m_context->setFillColor(*m_fillColor);
+        if (canUseMasks(*line))
+            fillMasks(line->line);
+        else
+            m_context->fillOutline(line->line.outline());
+    });
 }
 
 // Masks join the picture one by one. A shadow, and modes that clear what lies around a shape, need the whole
@@ -106,11 +105,10 @@ void Canvas::strokeText(std::string const& text, double x, double y)
     if (!line)
         return;
     auto const position = textPosition(line->line, x, y);
-    m_context->save();
-    m_context->setStrokeColor(*m_strokeColor);
-    concatenate({.d = -1, .tx = position.x, .ty = position.y});
-    m_context->strokeOutline(line->line.outline(), m_lineWidth / 100 * line->fontSize);
-    m_context->restore();
+    drawUpright(position, [&] {
+        m_context->setStrokeColor(*m_strokeColor);
+        m_context->strokeOutline(line->line.outline(), m_lineWidth / 100 * line->fontSize);
+    });
 }
 
 SizeValue Canvas::measureText(std::string const& text) const

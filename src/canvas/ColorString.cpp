@@ -39,10 +39,13 @@ bool isBetweenComponents(char32_t character)
 }
 
 // Calls `visit` with each character's place, length and whether it is one of those that `belongs` names.
-template <typename Visit> void forEachCharacter(std::string_view text, bool (*belongs)(char32_t), Visit visit)
+template <typename Belongs, typename Visit>
+void forEachCharacter(std::string_view text, Belongs const& belongs, Visit const& visit)
 {
     for (std::size_t at = 0; at < text.size();) {
-        auto const character = firstUtf8Character(text.substr(at));
+        auto const byte = static_cast<unsigned char>(text[at]);
+        auto const character =
+            byte < 0x80 ? Utf8Character {.codePoint = byte} : firstUtf8Character(text.substr(at));
         visit(at, character.length, character.codePoint && belongs(*character.codePoint));
         at += character.length;
     }

@@ -1,15 +1,81 @@
 #include "canvas/ImageData.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <limits>
+#include <vector>
 
 namespace velk {
 
 namespace {
 
 constexpr double kMaximumBytes = std::numeric_limits<std::uint32_t>::max();
+
+/// Smaller blocks come from the heap.
+constexpr std::size_t kMinimumMappedBytes = std::size_t {1} << 20;
+/// Larger blocks are mostly empty, and huge pages would fill them.
+constexpr std::size_t kMaximumHugePageBytes = std::size_t {256} << 20;
+
+// Zeroed pages exist only once they are touched, so a block far larger than what it is filled from costs
+// little; those of a photo are mapped faster in large pieces.
+std::shared_ptr<std::uint8_t> mappedBlock(std::size_t length)
+{
+    auto* const memory = ::mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED)
+        return nullptr;
+    if (length <= kMaximumHugePageBytes)
+        ::madvise(memory, length, MADV_HUGEPAGE); // only a wish
+    return {static_cast<std::uint8_t*>(memory), [length](void* block) { ::munmap(block, length); }};
+}
+
+std::shared_ptr<std::uint8_t> heapBlock(std::size_t length)
+{
+    auto const bytes = std::make_shared<std::vector<std::uint8_t>>(length);
+    return {bytes, bytes->data()};
+}
+
+// The rows of a block from its last to its first: the picture from top to bottom.
+class TopDownRows final : public graphics::RowSource {
+public:
+    TopDownRows(std::shared_ptr<std::uint8_t const> block, graphics::Size size)
+        : RowSource(graphics::BitmapContext::layout(size))
+        , m_block(std::move(block))
+    {
+    }
+
+private:
+    Result<void> readRows(graphics::RowView rows) override
+    {
+        for (std::int32_t i = 0; i < rows.count; ++i) {
+            auto const rowInBlock = static_cast<std::size_t>(rowsLeft() - 1 - i);
+            std::copy_n(m_block.get() + rowInBlock * rowBytes(), rowBytes(), rows.row(i));
+        }
+        return {};
+    }
+
+    std::shared_ptr<std::uint8_t const> m_block;
+};
+
+class BlockPixels final : public graphics::PixelProvider {
+public:
+    BlockPixels(std::shared_ptr<std::uint8_t const> block, graphics::Size size)
+        : m_block(std::move(block))
+        , m_size(size)
+    {
+    }
+
+    Result<graphics::DecodedRows> open(graphics::DecodeRequest const&) const override
+    {
+        return graphics::DecodedRows {std::make_unique<TopDownRows>(m_block, m_size),
+            {0, 0, static_cast<double>(m_size.width), static_cast<double>(m_size.height)}};
+    }
+
+private:
+    std::shared_ptr<std::uint8_t const> m_block;
+    graphics::Size m_size;
+};
 
 double finite(double value)
 {
@@ -67,12 +133,10 @@ void ImageData::setSize(double width, double height)
     m_height = static_cast<std::uint32_t>(height);
 }
 
-// Zeroed pages of a large block exist only once they are written: a block far larger than what it is filled
-// from costs nothing.
 void ImageData::allocateBuffer() const
 {
     if (length() > 0)
-        m_buffer.reset(static_cast<std::uint8_t*>(std::calloc(length(), 1)), std::free);
+        m_buffer = length() < kMinimumMappedBytes ? heapBlock(length()) : mappedBlock(length());
 }
 
 std::uint8_t* ImageData::buffer() const
@@ -127,17 +191,15 @@ void ImageData::drawPixels(graphics::BitmapContext const& surface, double left, 
 std::unique_ptr<graphics::BitmapContext> ImageData::createBitmapContext() const
 {
     auto* const pixels = buffer();
-    if (!pixels)
-        return nullptr;
-    graphics::Size const size {static_cast<std::int32_t>(m_width), static_cast<std::int32_t>(m_height)};
-    return graphics::BitmapContext::over(pixels, size, m_width * kBytesPerPixel);
+    return pixels ? graphics::BitmapContext::over(pixels, size(), m_width * kBytesPerPixel) : nullptr;
 }
 
 std::optional<graphics::Image> ImageData::createImage() const
 {
-    auto const context = createBitmapContext();
-    auto image = context ? context->snapshot() : fail("no pixels");
-    return image ? std::optional(*std::move(image)) : std::nullopt;
+    if (!buffer())
+        return std::nullopt;
+    return graphics::Image({.layout = graphics::BitmapContext::layout(size()), .bitsPerComponent = 8},
+        std::make_shared<BlockPixels>(m_buffer, size()));
 }
 
 } // namespace velk

@@ -46,14 +46,18 @@ public:
     double widthForScript() const { return m_width; }
     double heightForScript() const { return m_height; }
 
-    /// A surface that draws into the pixels, or null when there are none.
+    /// A surface that draws into the pixels, its top row the first one; null when there are none.
     std::unique_ptr<graphics::BitmapContext> createBitmapContext() const;
-    /// A copy of the pixels as a picture whose top row is the first one; nothing when there are none.
+    /// The picture, upright, as the pixels are when it is looked at; nothing when there are none.
     std::optional<graphics::Image> createImage() const;
 
 private:
     static constexpr std::size_t kBytesPerPixel = 4;
 
+    graphics::Size size() const
+    {
+        return {static_cast<std::int32_t>(m_width), static_cast<std::int32_t>(m_height)};
+    }
     void setSize(double width, double height);
     void allocateBuffer() const;
     void copyPixels(graphics::BitmapContext const& surface, std::int64_t left, std::int64_t top);

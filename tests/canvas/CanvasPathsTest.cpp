@@ -291,11 +291,15 @@ TEST(CanvasPaths, IgnoreNumbersThatAreNone)
         canvas->arcTo(1, bad, 2, 3, bad);
         canvas->rect(bad, bad, bad, bad);
         canvas->isPointInPath(bad, bad);
+        canvas->save();
         canvas->stroke();
         canvas->clip();
+        canvas->restore();
+        canvas->clearRect(0, 0, 20, 20);
         canvas->beginPath();
-        canvas->fillText("x", bad, bad);
-        canvas->strokeText("x", bad, bad);
+        canvas->fillText("x", bad, 5);
+        canvas->strokeText("x", 5, bad);
+        EXPECT_TRUE(isBlank(*canvas));
         canvas->clearRect(bad, 0, 1, 1);
         canvas->setShadowColor("red");
         canvas->setShadowBlur(bad);

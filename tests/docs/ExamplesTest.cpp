@@ -24,6 +24,10 @@ public:
         EXPECT_TRUE(encode("public.tiff", photoLike({120, 90}, rgb), m_directory / "scan.tiff"));
         writeBytes(m_directory / "monitor.icc", readBytes(dataFile("DisplayP3-v4.icc")));
         writeBytes(m_directory / "press.icc", readBytes(dataFile("AdobeCompat-v2.icc")));
+        EncodeExtras withProfile;
+        withProfile.profile = shareBytes(readBytes(dataFile("AdobeCompat-v2.icc")));
+        EXPECT_TRUE(encode(
+            "public.jpeg", photoLike({60, 40}, rgb), m_directory / "photo-with-profile.jpg", withProfile));
         writeBytes(m_directory / "contact-sheet.js", readBytes(documentPath("samples/contact-sheet.js")));
         for (auto const name : {"small", "web", "photos", "cache"})
             std::filesystem::create_directory(m_directory / name);
@@ -56,8 +60,8 @@ std::vector<std::string> examplesIn(std::string const& document)
 int runInShell(std::string const& line, std::string const& directory)
 {
     auto const bin = std::filesystem::path(VELK_BINARY).parent_path().string();
-    auto const command = "cd '" + directory + "' && PATH='" + bin + "':\"$PATH\" XDG_CACHE_HOME=\"$PWD/cache\" && "
-        + "export PATH XDG_CACHE_HOME && " + line + " >output.txt 2>errors.txt";
+    auto const command = "cd '" + directory + "' && export PATH='" + bin
+        + "':\"$PATH\" XDG_CACHE_HOME=\"$PWD/cache\" && {\n" + line + "\n} >output.txt 2>errors.txt";
     return std::system(command.c_str());
 }
 
@@ -67,8 +71,9 @@ TEST(Examples, OfTheDocumentsWork)
 {
     std::size_t count = 0;
     for (auto const document : {"README.md", "docs/guide.md", "docs/profiles.md", "docs/scripting.md"}) {
+        // A document's examples build on each other.
+        ExampleDirectory const directory;
         for (auto const& example : examplesIn(document)) {
-            ExampleDirectory const directory;
             EXPECT_EQ(runInShell(example, directory.path()), 0) << document << ": " << example;
             auto const errors = readBytes(directory.path() + "/errors.txt");
             EXPECT_EQ(std::string(errors.begin(), errors.end()).find("Error"), std::string::npos) << example;

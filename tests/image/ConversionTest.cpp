@@ -1,3 +1,4 @@
+#include "platform/codec/ModuleCodecs.h"
 #include "platform/codec/PropertyKeys.h"
 #include "platform/color/ColorConversion.h"
 #include "platform/color/Srgb.h"
@@ -62,7 +63,7 @@ TEST(Conversion, EveryFormatCarriesWhatItHasRoomFor)
     ASSERT_TRUE(findDictionary(before, codec::key::kExif));
 
     for (auto const* codec : codec::codecs()) {
-        if (!codec->encode)
+        if (!codec->encode || !codec::isInstalled(*codec))
             continue;
         std::string const keyword(types::fileTypeWithIdentifier(codec->type)->keyword());
         auto const path = directory / ("out." + keyword);
@@ -128,7 +129,7 @@ TEST(Conversion, EveryModelReachesEveryFormat)
         auto const path = directory / model.name;
         ASSERT_TRUE(encode(model.type, model.pixels, path, {.bitsPerComponent = model.bits})) << model.name;
         for (auto const* codec : codec::codecs()) {
-            if (!codec->encode)
+            if (!codec->encode || !codec::isInstalled(*codec))
                 continue;
             std::string const keyword(types::fileTypeWithIdentifier(codec->type)->keyword());
             auto const out = directory / ("out." + keyword);

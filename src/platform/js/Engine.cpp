@@ -1,5 +1,9 @@
 #include "platform/js/Engine.h"
 
+#include "EngineStartCode.h"
+#include "base/Files.h"
+#include "platform/js/EngineIdentity.h"
+
 #include <js/Initialization.h>
 #include <jsfriendapi.h>
 #include <malloc.h>
@@ -7,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 
 namespace velk::js {
@@ -17,8 +22,9 @@ constexpr std::uint64_t kMegabyte = std::uint64_t {1} << 20;
 
 struct EngineProcess {
     EngineProcess()
-        : isRunning(JS_Init())
     {
+        JS::SetProcessBuildIdOp(appendEngineIdentity);
+        isRunning = JS_Init();
     }
     EngineProcess(EngineProcess const&) = delete;
     ~EngineProcess()
@@ -26,7 +32,7 @@ struct EngineProcess {
         if (isRunning)
             JS_ShutDown();
     }
-    bool isRunning;
+    bool isRunning = false;
 };
 
 // Half of the thread's stack, so that C++ called at the bottom of a deep recursion still has room.
@@ -44,13 +50,29 @@ std::size_t stackQuota()
 constexpr std::uint64_t kHeapLimit = 1536 * kMegabyte;
 constexpr std::uint32_t kEngineLimit = UINT32_MAX;
 
-// Half of the machine's memory, at most 8 GB: beyond that a script fails rather than the machine.
-std::uint64_t memoryLimit()
+std::uint64_t physicalMemory()
 {
     auto const pages = std::max(0L, ::sysconf(_SC_PHYS_PAGES));
     auto const pageSize = std::max(0L, ::sysconf(_SC_PAGESIZE));
-    auto const physical = static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(pageSize);
-    return std::clamp(physical / 2, 256 * kMegabyte, 8192 * kMegabyte);
+    return static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(pageSize);
+}
+
+// What a container allows the process; "max" or no file means that it does not say.
+std::uint64_t containerMemory()
+{
+    auto const text = readFile("/sys/fs/cgroup/memory.max");
+    std::uint64_t memory = UINT64_MAX;
+    if (text)
+        std::from_chars(asText(*text).data(), asText(*text).data() + text->size(), memory);
+    return memory;
+}
+
+// Half of the memory that there is, at most 8 GB: beyond that a script fails rather than the machine.
+std::uint64_t memoryLimit()
+{
+    static auto const limit =
+        std::clamp(std::min(physicalMemory(), containerMemory()) / 2, 256 * kMegabyte, 8192 * kMegabyte);
+    return limit;
 }
 
 // The engine limits its own heap, but not what arrays, strings and native objects hold beside it.
@@ -82,6 +104,16 @@ bool stopWhenMemoryIsShort(JSContext* context)
     return false;
 }
 
+// What the engine has written in its own language comes compiled. It is compiled anew when another build of
+// the engine stored it.
+bool initializeStartCode(JSContext* context)
+{
+    JS::BuildIdCharVector identity;
+    bool const isStored = kStartCodeSize > 0 && appendEngineIdentity(&identity);
+    return JS::InitSelfHostedCode(
+        context, isStored ? JS::SelfHostedCache(kStartCode, kStartCodeSize) : JS::SelfHostedCache());
+}
+
 } // namespace
 
 ContextPointer createEngineContext()
@@ -95,7 +127,7 @@ ContextPointer createEngineContext()
     JS_SetNativeStackQuota(context.get(), stackQuota());
     JS_SetGCCallback(context.get(), checkMemory, nullptr);
     if (!JS_AddInterruptCallback(context.get(), stopWhenMemoryIsShort)
-        || !::js::UseInternalJobQueues(context.get()) || !JS::InitSelfHostedCode(context.get()))
+        || !::js::UseInternalJobQueues(context.get()) || !initializeStartCode(context.get()))
         return nullptr;
     return context;
 }

@@ -41,7 +41,8 @@ std::string preferredExtension(std::string_view identifier)
 
 bool conformsToImage(std::string_view identifier)
 {
-    return identifier == kImage || fileTypeWithIdentifier(identifier);
+    auto const* type = fileTypeWithIdentifier(identifier);
+    return identifier == kImage || (type && type->mimeType.starts_with("image/"));
 }
 
 } // namespace velk::types

@@ -13,7 +13,7 @@ std::string identifierForExtension(std::string_view extension);
 /// back.
 std::string preferredExtension(std::string_view identifier);
 
-/// Whether files of the type are images: all known image types, and public.image itself.
+/// Whether files of the type are images: the known types but those of documents, and public.image itself.
 bool conformsToImage(std::string_view identifier);
 
 } // namespace velk::types

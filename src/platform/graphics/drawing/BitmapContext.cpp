@@ -78,6 +78,7 @@ private:
     Paint colorPaint(Color const& color) const { return {premultiplied(color, state().alpha)}; }
     void draw(Shape const& shape, Paint const& paint, Opacity opacity);
     void drawShadow(Shape const& shape, Paint const& paint, Opacity opacity);
+    void drawShadowOf(Box const& box, double deviation, Point shift, PremultipliedColor color);
     IntRect shadowReach(double deviation) const;
     void multiplyBySource(CoverageMask& mask, SpanSource& source, Point shift) const;
 
@@ -203,6 +204,8 @@ void BitmapContext::Implementation::drawShadow(Shape const& shape, Paint const& 
     Point shift = {shadow.offsetX, -shadow.offsetY};
     if (paint.source) // its pixels move by whole pixels only
         shift = {std::round(shift.x), std::round(shift.y)};
+    if (auto const box = shape.rectangle(); box && !paint.source && deviation >= 1)
+        return drawShadowOf(*box, deviation, shift, color);
     auto mask = maskOf(shape, shadowReach(deviation), shift);
     if (mask.isEmpty())
         return;
@@ -211,6 +214,13 @@ void BitmapContext::Implementation::drawShadow(Shape const& shape, Paint const& 
     if (isBlurred)
         mask = blurred(mask, deviation, state().clip.bounds);
     m_compositor.draw(MaskShape(mask, 0, 0), {color}, state().mode, state().clip);
+}
+
+void BitmapContext::Implementation::drawShadowOf(
+    Box const& box, double deviation, Point shift, PremultipliedColor color)
+{
+    Box const moved = {box.left + shift.x, box.top + shift.y, box.right + shift.x, box.bottom + shift.y};
+    m_compositor.draw(BlurredRectangleShape(moved, deviation), {color}, state().mode, state().clip);
 }
 
 void BitmapContext::Implementation::multiplyBySource(

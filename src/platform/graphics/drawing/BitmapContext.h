@@ -1,8 +1,8 @@
 #pragma once
 
 #include "base/Result.h"
-#include "platform/graphics/drawing/Coverage.h"
 #include "platform/graphics/Image.h"
+#include "platform/graphics/drawing/Coverage.h"
 #include "platform/graphics/drawing/Path.h"
 
 #include <cstdint>

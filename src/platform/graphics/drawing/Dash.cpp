@@ -25,7 +25,7 @@ Range narrowed(Range range, double from, double delta, double low, double high)
 {
     if (delta == 0)
         return from >= low && from <= high ? range : Range {};
-    auto const [first, last] = std::minmax((low - from) / delta, (high - from) / delta);
+    auto const [first, last] = std::minmax({(low - from) / delta, (high - from) / delta});
     return {std::max(range.begin, first), std::min(range.end, last)};
 }
 
@@ -140,7 +140,6 @@ void Dasher::draw(Polyline const& line, Pen& pen)
     m_place = placeAt(m_phase);
     m_dash.clear();
     m_firstDash.clear();
-    m_holdsFirst = false;
     m_isFirst = line.isClosed && m_place.isOn();
     if (m_place.isOn())
         m_dash.add(line.points.front(), 0);
@@ -156,7 +155,7 @@ void Dasher::draw(Polyline const& line, Pen& pen)
         if (m_place.isOn())
             m_dash.add(to, smooth);
     });
-    finishLine(line.isClosed, pen);
+    finishLine(pen);
 }
 
 // Dash by dash.
@@ -204,33 +203,28 @@ void Dasher::nextEntry(Stretch const& stretch, double at, Pen& pen)
 
 void Dasher::finishDash(Pen& pen)
 {
-    if (m_isFirst) {
+    if (m_isFirst)
         std::swap(m_firstDash, m_dash);
-        m_holdsFirst = true;
-        m_isFirst = false;
-    } else {
+    else
         pen.draw({m_dash.points, m_dash.isSmooth, false});
-    }
+    m_isFirst = false;
     m_dash.clear();
 }
 
 // The last dash of a closed line goes on in the first one.
-void Dasher::finishLine(bool isClosed, Pen& pen)
+void Dasher::finishLine(Pen& pen)
 {
-    auto const isOneDash = m_isFirst;
-    m_isFirst = false;
-    if (isOneDash && isClosed) {
-        m_dash.points.pop_back(); // the first point again
+    if (m_isFirst) { // one dash all the way round, up to its first point again
+        m_dash.points.pop_back();
         m_dash.isSmooth.pop_back();
-        return pen.draw({m_dash.points, m_dash.isSmooth, true});
-    }
-    for (std::size_t i = m_dash.points.empty() ? m_firstDash.points.size() : 1; i < m_firstDash.points.size();
-         ++i)
-        m_dash.add(m_firstDash.points[i], m_firstDash.isSmooth[i]);
-    if (m_place.isOn())
-        finishDash(pen);
-    if (m_holdsFirst && !m_place.isOn())
+        pen.draw({m_dash.points, m_dash.isSmooth, true});
+    } else if (m_place.isOn()) {
+        for (std::size_t i = 1; i < m_firstDash.points.size(); ++i)
+            m_dash.add(m_firstDash.points[i], m_firstDash.isSmooth[i]);
+        pen.draw({m_dash.points, m_dash.isSmooth, false});
+    } else {
         pen.draw({m_firstDash.points, m_firstDash.isSmooth, false});
+    }
 }
 
 } // namespace velk::graphics

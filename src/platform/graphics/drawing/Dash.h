@@ -44,7 +44,7 @@ private:
     void skip(Stretch const& stretch, double from, double to, Pen& pen);
     void nextEntry(Stretch const& stretch, double at, Pen& pen);
     void finishDash(Pen& pen);
-    void finishLine(bool isClosed, Pen& pen);
+    void finishLine(Pen& pen);
 
     std::vector<double> m_lengths; // as given
     double m_phase;
@@ -55,8 +55,7 @@ private:
     Dash m_dash;
     /// Of a closed line that begins with a dash: it may go on at the end.
     Dash m_firstDash;
-    bool m_holdsFirst = false;
-    bool m_isFirst = false;
+    bool m_isFirst = false; // the present dash is that one
 };
 
 } // namespace velk::graphics

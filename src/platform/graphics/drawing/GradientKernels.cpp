@@ -143,7 +143,7 @@ HWY_INLINE FloatVector positionOnCircles(RadialCircles const& circles, FloatVect
         discriminant = hn::Max(discriminant, hn::Zero(Floats {}));
     auto const sum = hn::Add(b, hn::CopySign(hn::Sqrt(discriminant), b));
     auto const quotient = hn::Div(c, sum);
-    auto const far = circles.a == 0 ? quotient : hn::Div(sum, a);
+    auto const far = circles.a == 0 ? quotient : hn::Mul(sum, all(1 / circles.a));
     auto const near = hn::IfThenElse(hn::Eq(quotient, quotient), quotient, far);
 
     constexpr float kRoundingError = 1e-5F; // lengths are at most about 1

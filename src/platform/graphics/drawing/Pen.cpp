@@ -77,6 +77,7 @@ Pen::Pen(StrokeStyle const& style, AffineTransform const& userToDevice, PolygonS
     auto const inverse = 1 / (map.a * map.d - map.b * map.c);
     m_toUser = {.a = map.d * inverse, .b = -map.b * inverse, .c = -map.c * inverse, .d = map.a * inverse};
     m_arcStep = arcStep(m_halfWidth * std::max(std::hypot(map.a, map.b), std::hypot(map.c, map.d)));
+    m_arcStepCosine = std::cos(m_arcStep);
 }
 
 Point Pen::toDevice(Point vector) const
@@ -221,17 +222,18 @@ void Pen::addOuter(Outline& outline, Segment const& in, Segment const& out, doub
     auto const at = out.from;
     auto const join = isSmooth ? LineJoin::Round : m_join;
     auto const cosine = dot(in.direction, out.direction);
-    auto const angle = std::atan2(std::abs(cross(in.direction, out.direction)), cosine);
     auto const isPointed = join == LineJoin::Round
-        ? angle <= m_arcStep
+        ? cosine >= m_arcStepCosine
         : join == LineJoin::Miter && (1 + cosine) / 2 * m_miterLimit * m_miterLimit >= 1;
     if (isPointed && cosine > -1 + 1e-9) {
         outline.push_back(at + meeting(in.offset, out.offset, cosine) * side);
         return;
     }
     outline.push_back(at + in.offset * side);
-    if (join == LineJoin::Round)
+    if (join == LineJoin::Round) {
+        auto const angle = std::atan2(std::abs(cross(in.direction, out.direction)), cosine);
         addArc(outline, at, turnedLeft(in.direction) * (side * m_halfWidth), -side * angle);
+    }
     outline.push_back(at + out.offset * side);
 }
 

@@ -62,6 +62,7 @@ private:
     double m_halfWidth;
     AffineTransform m_toDevice, m_toUser; // without translation
     double m_arcStep; // radians
+    double m_arcStepCosine;
     PolygonSink* m_sink;
     std::vector<Segment> m_segments;
     Outline m_left, m_right;

@@ -22,7 +22,7 @@ constexpr std::int32_t kMostBandRows = 1024;
 // A bit of `m_touched` stands for eight cells.
 constexpr int kBlockBits = 3;
 constexpr std::int32_t kBlockCells = 1 << kBlockBits;
-constexpr std::int32_t kBlocksPerWord = 64;
+constexpr std::uint32_t kBlocksPerWord = 64;
 
 // Fewer fully covered pixels than this are cheaper as part of the coverage around them.
 constexpr std::int32_t kShortestFull = 24;
@@ -37,12 +37,13 @@ constexpr std::size_t kKeptLines = 4096;
 [[gnu::always_inline]] inline std::int32_t findBlock(
     std::uint64_t const* words, std::int32_t from, std::int32_t count, bool wanted)
 {
-    while (from < count) {
-        auto const word = wanted ? words[from / kBlocksPerWord] : ~words[from / kBlocksPerWord];
-        auto const rest = word >> (from % kBlocksPerWord);
+    auto const end = static_cast<std::uint32_t>(count);
+    for (auto at = static_cast<std::uint32_t>(from); at < end;
+         at = (at / kBlocksPerWord + 1) * kBlocksPerWord) {
+        auto const word = wanted ? words[at / kBlocksPerWord] : ~words[at / kBlocksPerWord];
+        auto const rest = word >> (at % kBlocksPerWord);
         if (rest != 0)
-            return std::min(count, from + std::countr_zero(rest));
-        from = (from / kBlocksPerWord + 1) * kBlocksPerWord;
+            return std::min(count, static_cast<std::int32_t>(at) + std::countr_zero(rest));
     }
     return count;
 }
@@ -67,10 +68,15 @@ struct CellRow {
         cells[cell + 1] += static_cast<std::uint32_t>(height * offsets);
     }
 
-    void touch(std::int32_t first, std::int32_t last) const
+    void touch(std::int32_t firstCell, std::int32_t lastCell) const
     {
-        auto const lastBlock = last >> kBlockBits;
-        for (auto block = first >> kBlockBits; block <= lastBlock;) {
+        auto const firstBlock = static_cast<std::uint32_t>(firstCell >> kBlockBits);
+        auto const lastBlock = static_cast<std::uint32_t>(lastCell >> kBlockBits);
+        if (firstBlock == lastBlock) {
+            touched[lastBlock / kBlocksPerWord] |= std::uint64_t {1} << (lastBlock % kBlocksPerWord);
+            return;
+        }
+        for (auto block = firstBlock; block <= lastBlock;) {
             auto const bit = block % kBlocksPerWord;
             auto const more = std::min(lastBlock - block, kBlocksPerWord - 1 - bit);
             touched[block / kBlocksPerWord] |= ((std::uint64_t {2} << more) - 1) << bit;
@@ -125,7 +131,7 @@ void Rasterizer::begin(IntRect const& bounds)
     m_bottom = static_cast<double>(bounds.height) * kSubpixels;
     // An edge at the right end touches the cell behind the last one, and that one's neighbour.
     m_stride = (bounds.width + 2 + kBlockCells - 1) & ~(kBlockCells - 1);
-    m_words = ((m_stride >> kBlockBits) + kBlocksPerWord - 1) / kBlocksPerWord;
+    m_words = static_cast<std::int32_t>(((m_stride >> kBlockBits) + kBlocksPerWord - 1) / kBlocksPerWord);
     auto const rows = static_cast<std::uint32_t>(std::clamp(kBandCells / m_stride, 1, kMostBandRows));
     m_bandRows = static_cast<std::int32_t>(std::bit_floor(rows));
     m_bandShift = kSubpixelBits + std::countr_zero(std::bit_floor(rows));
@@ -301,7 +307,7 @@ void Rasterizer::announceRow(std::int32_t row, std::int32_t y, CoverageSink& sin
     for (std::int32_t word = 0; word < m_words; ++word) {
         for (auto rest = words[word]; rest != 0;) {
             auto const bit = std::countr_zero(rest);
-            auto const x = (word * kBlocksPerWord + bit) << kBlockBits;
+            auto const x = (word * std::int32_t {kBlocksPerWord} + bit) << kBlockBits;
             sink.expect(m_bounds.x + std::min(x, m_bounds.width - 1), y);
             rest &= rest - 1;
         }

@@ -1,10 +1,13 @@
 #include "platform/graphics/drawing/Shape.h"
 
+#include "platform/graphics/drawing/Blend.h"
+#include "platform/graphics/drawing/Blur.h"
 #include "platform/graphics/drawing/StrokeOutline.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <numbers>
 #include <tuple>
 
 namespace velk::graphics {
@@ -187,6 +190,62 @@ std::optional<Box> uprightRectangle(Path const& path, AffineTransform const& pat
     if (!startsAcross && !startsAlong)
         return std::nullopt;
     return controlBox(path, pathToDevice);
+}
+
+// ---- Blurred rectangles
+
+namespace {
+
+// The integral of the Gaussian from `low` to `high` around each of `count` pixel centres from `first` on.
+std::vector<std::uint8_t> blurredProfile(
+    double low, double high, double deviation, std::int32_t first, std::int32_t count)
+{
+    std::vector<std::uint8_t> profile(static_cast<std::size_t>(count));
+    auto const scale = 1 / (deviation * std::numbers::sqrt2);
+    for (std::int32_t i = 0; i < count; ++i) {
+        auto const centre = first + i + 0.5;
+        auto const share = (std::erf((high - centre) * scale) - std::erf((low - centre) * scale)) / 2;
+        profile[static_cast<std::size_t>(i)] = coverageOf(share);
+    }
+    return profile;
+}
+
+} // namespace
+
+BlurredRectangleShape::BlurredRectangleShape(Box const& box, double deviation)
+    : m_box(box)
+    , m_deviation(deviation)
+{
+}
+
+IntRect BlurredRectangleShape::bounds(IntRect const& within, Point shift) const
+{
+    return pixelsOf(grown(moved(m_box, shift), blurReach(m_deviation)), within);
+}
+
+void BlurredRectangleShape::cover(IntRect const& area, Point shift, CoverageSink& sink) const
+{
+    auto const box = moved(m_box, shift);
+    auto const columns = blurredProfile(box.left, box.right, m_deviation, area.x, area.width);
+    auto const rows = blurredProfile(box.top, box.bottom, m_deviation, area.y, area.height);
+    auto const firstFull = static_cast<std::int32_t>(std::ranges::find(columns, 255) - columns.begin());
+    auto const full = static_cast<std::int32_t>(std::ranges::count(columns, 255)); // all in one place
+    auto const rest = area.width - firstFull - full;
+    std::vector<std::uint8_t> coverage(columns.size());
+    for (std::int32_t y = 0; y < area.height; ++y) {
+        auto const row = rows[static_cast<std::size_t>(y)];
+        if (row == 255 && full > 0) {
+            if (firstFull > 0)
+                sink.partial(area.x, area.y + y, firstFull, columns.data());
+            sink.full(area.x + firstFull, area.y + y, full);
+            if (rest > 0)
+                sink.partial(area.x + firstFull + full, area.y + y, rest, columns.data() + firstFull + full);
+        } else if (row > 0) {
+            std::ranges::fill(coverage, row);
+            multiplyCoverage(coverage.data(), columns.data(), coverage.size());
+            sink.partial(area.x, area.y + y, area.width, coverage.data());
+        }
+    }
 }
 
 // ---- Paths

@@ -21,6 +21,8 @@ public:
     virtual IntRect bounds(IntRect const& within, Point shift) const = 0;
     /// The coverage of the moved shape in `area`, which lies in its bounds.
     virtual void cover(IntRect const& area, Point shift, CoverageSink& sink) const = 0;
+    /// The upright rectangle that the shape is, if it is one.
+    virtual std::optional<Box> rectangle() const { return std::nullopt; }
 };
 
 /// An upright rectangle.
@@ -29,11 +31,25 @@ public:
     explicit RectangleShape(Box const& box);
     IntRect bounds(IntRect const& within, Point shift) const override;
     void cover(IntRect const& area, Point shift, CoverageSink& sink) const override;
+    std::optional<Box> rectangle() const override { return m_box; }
     /// Whether its edges lie between pixels.
     bool isAligned() const;
 
 private:
     Box m_box;
+};
+
+/// An upright rectangle under a Gaussian of at least a pixel: the product of a profile along x and one along
+/// y.
+class BlurredRectangleShape final : public Shape {
+public:
+    BlurredRectangleShape(Box const& box, double deviation);
+    IntRect bounds(IntRect const& within, Point shift) const override;
+    void cover(IntRect const& area, Point shift, CoverageSink& sink) const override;
+
+private:
+    Box m_box;
+    double m_deviation;
 };
 
 /// The inside of a path by the non-zero winding rule. Refers to all that it is given.

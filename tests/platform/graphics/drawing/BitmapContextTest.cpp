@@ -353,6 +353,30 @@ TEST(BitmapContext, KeepsTheMassOfABlurredShadow)
     EXPECT_LT(pixelAt(*context, 150, 100)[3], 120); // spread out
 }
 
+TEST(BitmapContext, BlursRectanglesLikeOtherShapes)
+{
+    for (auto const& rect :
+        {FloatRect {20.3, 30.6, 50, 30}, FloatRect {-10, 40, 500, 3}, FloatRect {50, -1e9, 0.4, 2e9}}) {
+        for (auto const blur : {3.0, 9.0, 24.0}) {
+            auto const asRectangle = canvas({100, 100});
+            auto const asPath = canvas({100, 100});
+            for (auto* context : {asRectangle.get(), asPath.get()}) {
+                context->setShadow({.offsetX = 600.25, .offsetY = -200, .blur = blur, .color = kBlack});
+                context->concatenate(AffineTransform::translation(-600, -200));
+            }
+            asRectangle->fillRect(rect);
+            asPath->moveTo(rect.x + rect.width / 2, rect.y);
+            asPath->addRect(rect);
+            asPath->fillPath();
+            for (std::int32_t y = 0; y < 100; ++y) {
+                for (std::int32_t x = 0; x < 100; ++x)
+                    ASSERT_NEAR(pixelAt(*asRectangle, x, y)[3], pixelAt(*asPath, x, y)[3], 6)
+                        << blur << ": " << x << ", " << y;
+            }
+        }
+    }
+}
+
 TEST(BitmapContext, ShowsShadowsOfThingsOutOfSight)
 {
     auto const context = canvas();
