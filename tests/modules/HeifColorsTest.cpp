@@ -84,6 +84,21 @@ TEST_F(HeifColors, AreThoseOfTheCodePoints)
     }
 }
 
+TEST_F(HeifColors, UseAllOfTheRangeOfGray)
+{
+    auto const ramp = paint({64, 8}, {.model = ColorModel::Gray}, [](int x, int, int) { return x / 63.0; });
+    auto file = encoded(kAvif, ramp, {.options = {.quality = 1}});
+    auto const nclx = std::ranges::search(file, asBytes("colrnclx"));
+    ASSERT_FALSE(nclx.empty());
+    nclx.begin()[14] = 0; // not full range
+    auto const result = probe(file);
+    ASSERT_TRUE(result.pixels) << result.error;
+    for (int x = 0; x < 64; ++x) {
+        auto const expected = std::clamp((x / 63.0 * 255 - 16) / 219, 0.0, 1.0);
+        EXPECT_NEAR(component(*result.pixels, x, 4, 0), expected, 1.1 / 255) << x;
+    }
+}
+
 TEST_F(HeifColors, KeepWhiteAndOrderOfHighDynamicRange)
 {
     auto const ramp = paint({64, 8}, {}, [](int x, int, int) { return x / 63.0; });

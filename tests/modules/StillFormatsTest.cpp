@@ -221,6 +221,60 @@ TEST_P(StillFormats, TurnPixelsOnceAndSayThatTheyAreUpright)
     }
 }
 
+TEST_P(StillFormats, RewriteMetadataAroundTheCodedPicture)
+{
+    constexpr std::string_view kLongXmp = "<x:xmpmeta xmlns:x='adobe:ns:meta/'><!-- other --></x:xmpmeta>";
+    auto extras = withQuality(0.6f);
+    for (bool const hasExif : {false, true}) {
+        if (hasExif)
+            extras.metadata.setExif(exifTurned(6));
+        auto const path = m_directory / "a", target = m_directory / "b";
+        ASSERT_TRUE(encode(GetParam(), photoLike({70, 50}, kRgba), path, extras));
+        auto const before = decode(path).value();
+        auto const rewritten = rewrite(path, target, [&](RewriteJob& job) {
+            job.metadata.setExif(readBytes(dataFile("canon.exif")));
+            job.metadata.setOrientation(1);
+            job.metadata.setXmp(kLongXmp);
+            job.metadataChanged = true;
+        });
+        ASSERT_TRUE(rewritten) << rewritten.error().message;
+        auto const source = openFile(target);
+        EXPECT_GT(source->metadata().exif().size(), 4000u);
+        EXPECT_EQ(source->metadata().xmp(), kLongXmp);
+        EXPECT_EQ(largestDifference(*before, *decode(target).value()), 0);
+
+        // Again, now that there is something to replace, which must not stay in the file.
+        ASSERT_TRUE(rewrite(target, path, [&](RewriteJob& job) {
+            job.metadata.setXmp(kXmp);
+            job.metadataChanged = true;
+        }));
+        EXPECT_EQ(openFile(path)->metadata().exif(), source->metadata().exif());
+        EXPECT_EQ(openFile(path)->metadata().xmp(), kXmp);
+        EXPECT_FALSE(holds(readBytes(path), asBytes("other")));
+        EXPECT_EQ(largestDifference(*before, *decode(path).value()), 0);
+    }
+}
+
+TEST_P(StillFormats, DoNotRewriteWhatNeedsNewPixels)
+{
+    ASSERT_TRUE(encode(GetParam(), photoLike({20, 10}, kRgb), m_directory / "a"));
+    std::function<void(RewriteJob&)> const edits[] = {
+        [](RewriteJob& job) { job.turn = Turn::Rotate180; },
+        [](RewriteJob& job) { job.options.quality = 0.5f; },
+        [](RewriteJob& job) { job.options.noChromaSubsampling = true; },
+        [](RewriteJob& job) {
+            job.profile = shareBytes(matrixProfile().bytes());
+            job.profileChanged = true;
+        },
+        [](RewriteJob& job) {
+            job.metadata.setExif(exifTurned(6));
+            job.metadataChanged = true;
+        },
+    };
+    for (auto const& edit : edits)
+        EXPECT_FALSE(rewrite(m_directory / "a", m_directory / "b", edit));
+}
+
 TEST_P(StillFormats, SurviveDamage)
 {
     auto extras = withQuality(0.7f);
@@ -228,9 +282,17 @@ TEST_P(StillFormats, SurviveDamage)
     extras.metadata.setExif(exifTurned(6));
     extras.metadata.setXmp(kXmp);
     auto const good = encoded(GetParam(), photoLike({70, 50}, kRgba), extras);
-    for (auto const& bad : hostileVersions(good, 48)) {
+    for (auto const& bad : hostileVersions(good, 200)) {
         auto const result = probe(bad);
         EXPECT_TRUE(result.pixels || !result.error.empty());
+        writeBytes(m_directory / "bad", bad);
+        testing::internal::CaptureStderr();
+        if (auto const source = openImage(m_directory / "bad")) {
+            RewriteJob job {.source = **source, .metadataChanged = true};
+            job.metadata.setXmp("<x/>");
+            codecForType(GetParam())->canRewrite(job);
+        }
+        testing::internal::GetCapturedStderr();
     }
 }
 

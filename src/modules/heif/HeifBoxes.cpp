@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t kShortHeader = 8, kLongHeader = 16;
 constexpr std::uint64_t kLargestMeta = 64 << 20;
-constexpr int kMaximumTopLevelBoxes = 4096;
+constexpr std::size_t kMaximumTopLevelBoxes = 4096;
 
 struct BoxHead {
     FourCC type;
@@ -72,23 +72,44 @@ BoxFields::FullBoxHeader BoxFields::fullBoxHeader()
     return {word >> 24, word & 0xFFFFFF};
 }
 
-Result<Bytes> readMeta(InputFile const& file)
+Result<std::vector<TopLevelBox>> topLevelBoxes(InputFile const& file)
 {
+    std::vector<TopLevelBox> boxes;
     std::uint64_t offset = 0;
-    for (int i = 0; i < kMaximumTopLevelBoxes; ++i) {
+    while (boxes.size() < kMaximumTopLevelBoxes) {
         std::array<std::uint8_t, kLongHeader> bytes;
         auto const count = TRY(file.readAt(offset, bytes));
         auto const head = boxHead(ByteSpan(bytes).first(count), file.size() - offset);
         if (head.size == 0)
             break;
-        if (head.type == FourCC("meta") && head.size <= kLargestMeta) {
-            Bytes content(head.size - head.headerSize);
-            TRY(file.readExactlyAt(offset + head.headerSize, content));
-            return content;
-        }
+        boxes.push_back({head.type, offset, head.headerSize, head.size});
         offset += head.size;
     }
-    return Bytes();
+    return boxes;
+}
+
+Result<Bytes> readContent(InputFile const& file, TopLevelBox const& box)
+{
+    if (box.size > kLargestMeta)
+        return fail("the file's metadata is too large");
+    Bytes content(box.size - box.headerSize);
+    TRY(file.readExactlyAt(box.offset + box.headerSize, content));
+    return content;
+}
+
+Bytes makeBox(FourCC type, ByteSpan content)
+{
+    Bytes box;
+    appendBE32(box, static_cast<std::uint32_t>(content.size() + kShortHeader));
+    appendBE32(box, type.code);
+    append(box, content);
+    return box;
+}
+
+void appendNumber(Bytes& to, std::uint64_t number, unsigned bytes)
+{
+    for (auto shift = bytes * 8; shift > 0; shift -= 8)
+        to.push_back(static_cast<std::uint8_t>(number >> (shift - 8)));
 }
 
 } // namespace velk::codec::heif

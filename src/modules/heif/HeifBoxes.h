@@ -41,7 +41,20 @@ private:
     bool m_isValid = true;
 };
 
-/// The content of the file's meta box; empty when there is none.
-Result<Bytes> readMeta(InputFile const& file);
+/// A box that lies in no other.
+struct TopLevelBox {
+    FourCC type;
+    std::uint64_t offset = 0, headerSize = 0, size = 0; ///< size with the header
+};
+
+/// The file's boxes, up to the first that is not possible or reaches beyond its end.
+Result<std::vector<TopLevelBox>> topLevelBoxes(InputFile const& file);
+/// What lies in a box of the file; an error when it is too large to be metadata.
+Result<Bytes> readContent(InputFile const& file, TopLevelBox const& box);
+
+/// A box with this content, of less than 4 GiB.
+Bytes makeBox(FourCC type, ByteSpan content);
+/// The low `bytes` (0 to 8) of a number, big-endian.
+void appendNumber(Bytes& to, std::uint64_t number, unsigned bytes);
 
 } // namespace velk::codec::heif

@@ -3,22 +3,12 @@
 #include "modules/heif/HeifBoxes.h"
 
 #include <algorithm>
-#include <optional>
 
 namespace velk::codec::heif {
 
 namespace {
 
 constexpr int kMaximumDerivations = 4;
-
-// The item's identifier in the primary item box (ISO/IEC 14496-12, 8.11.4).
-std::optional<std::uint32_t> primaryItem(ByteSpan meta)
-{
-    BoxFields fields(contentOf(meta, FourCC("pitm")));
-    auto const version = fields.fullBoxHeader().version;
-    auto const item = fields.number(version == 0 ? 2 : 4);
-    return fields.isValid() ? std::optional(static_cast<std::uint32_t>(item)) : std::nullopt;
-}
 
 // Numbers, from 1 on, of an item's properties (ISO/IEC 23008-12, 9.3.3).
 std::vector<std::size_t> propertiesOf(std::uint32_t wanted, ByteSpan iprp)
@@ -95,10 +85,22 @@ CodedChroma chromaOf(std::uint32_t item, ByteSpan iprp)
 
 } // namespace
 
+std::optional<std::uint32_t> primaryItem(ByteSpan meta)
+{
+    BoxFields fields(contentOf(meta, FourCC("pitm")));
+    auto const version = fields.fullBoxHeader().version;
+    auto const item = fields.number(version == 0 ? 2 : 4);
+    return fields.isValid() ? std::optional(static_cast<std::uint32_t>(item)) : std::nullopt;
+}
+
 Result<CodedChroma> chromaOf(InputFile const& file)
 {
-    auto const box = TRY(readMeta(file));
-    BoxFields fields(box);
+    auto const boxes = TRY(topLevelBoxes(file));
+    auto const found = std::ranges::find(boxes, FourCC("meta"), &TopLevelBox::type);
+    if (found == boxes.end())
+        return CodedChroma::Unknown;
+    auto const content = TRY(readContent(file, *found));
+    BoxFields fields(content);
     fields.fullBoxHeader();
     auto const meta = fields.rest();
     auto const iprp = contentOf(meta, FourCC("iprp"));

@@ -1,4 +1,5 @@
 #include "modules/heif/HeifEncoder.h"
+#include "modules/heif/HeifRewriter.h"
 #include "modules/heif/HeifSource.h"
 
 #include <algorithm>
@@ -22,6 +23,8 @@ constinit codec::Codec const kCodecs[] = {
         .open = open<codec::heif::kHeicType>,
         .negotiate = codec::heif::negotiateHeic,
         .encode = codec::heif::encodeHeic,
+        .canRewrite = codec::heif::canRewrite,
+        .rewrite = codec::heif::rewrite,
     },
     {
         .type = codec::heif::kAvifType,
@@ -29,6 +32,8 @@ constinit codec::Codec const kCodecs[] = {
         .open = open<codec::heif::kAvifType>,
         .negotiate = codec::heif::negotiateAvif,
         .encode = codec::heif::encodeAvif,
+        .canRewrite = codec::heif::canRewrite,
+        .rewrite = codec::heif::rewrite,
     },
     {
         .type = codec::heif::kHeifType,

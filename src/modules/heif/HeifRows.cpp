@@ -60,6 +60,15 @@ template <typename Component> void store(std::span<float const> values, std::uin
     }
 }
 
+bool saysFullRange(heif_image_handle const* image)
+{
+    heif_color_profile_nclx* found = nullptr;
+    if (heif_image_handle_get_nclx_color_profile(image, &found).code != heif_error_Ok)
+        return true;
+    Pointer<heif_color_profile_nclx> const nclx(found);
+    return nclx->full_range_flag != 0;
+}
+
 class Rows final : public RowSource {
 public:
     explicit Rows(std::shared_ptr<Source const> source)
@@ -84,6 +93,10 @@ private:
         auto const wanted = layoutFor(m_source->chroma());
         auto image = TRY(reader->decode(wanted.space, wanted.chroma));
         m_coding = codingOf(image.get());
+        // The library brings colours to full range when it converts them, but hands on luma alone as it is.
+        if (heif_image_get_colorspace(image.get()) == heif_colorspace_RGB)
+            m_coding.isFullRange =
+                m_source->chroma() != CodedChroma::Monochrome || saysFullRange(reader->image());
         TRY(findPlanes(image.get()));
         for (auto& values : m_values)
             values.resize(static_cast<std::size_t>(size().width));
@@ -132,8 +145,7 @@ private:
         bool const isDirect = m_isRgb || m_coding.meaning.kind == LumaChroma::Kind::Identity;
         for (std::size_t i = 0; i < m_planes.size(); ++i) {
             auto const kind = i == 0 || isDirect ? SampleKind::Light : SampleKind::Difference;
-            m_planes[i].read(
-                y, scaleOf(m_planes[i].bits(), m_isRgb || m_coding.isFullRange, kind), m_values[i]);
+            m_planes[i].read(y, scaleOf(m_planes[i].bits(), m_coding.isFullRange, kind), m_values[i]);
         }
         if (m_hasColors && !m_isRgb)
             toRgb(m_coding.meaning, {m_values[0], m_values[1], m_values[2]});

@@ -130,7 +130,7 @@ EncodeTarget negotiate(ImageInfo const& info, EncodeOptions const&)
 
 Result<void> encode(EncodeJob const& job, AtomicFile& output)
 {
-    if (TRY(takeOver(job, output)))
+    if (TRY(recompressJpeg(job, output)))
         return {};
     return encodePixels(job, output);
 }

@@ -6,7 +6,7 @@ namespace velk::codec::jxl {
 
 EncodeTarget negotiate(graphics::ImageInfo const& info, EncodeOptions const& options);
 
-/// Takes over coded pixels where it can (JxlTranscoder.h), and codes the rows where it cannot.
+/// Recompresses a JPEG file where it can (JxlTranscoder.h), and codes the rows where it cannot.
 Result<void> encode(EncodeJob const& job, AtomicFile& output);
 
 } // namespace velk::codec::jxl

@@ -1,4 +1,5 @@
 #include "modules/jxl/JxlEncoder.h"
+#include "modules/jxl/JxlRewriter.h"
 #include "modules/jxl/JxlSource.h"
 
 namespace {
@@ -9,6 +10,8 @@ constinit velk::codec::Codec const kCodec = {
     .open = velk::codec::jxl::Source::open,
     .negotiate = velk::codec::jxl::negotiate,
     .encode = velk::codec::jxl::encode,
+    .canRewrite = velk::codec::jxl::canRewrite,
+    .rewrite = velk::codec::jxl::rewrite,
 };
 
 } // namespace

@@ -1,9 +1,6 @@
 #include "modules/jxl/JxlTranscoder.h"
 
 #include "modules/jxl/JxlFileWriter.h"
-#include "modules/jxl/JxlSource.h"
-
-#include <algorithm>
 
 namespace velk::codec::jxl {
 
@@ -11,11 +8,6 @@ namespace {
 
 constexpr std::string_view kJpegType = "public.jpeg";
 constexpr std::uint64_t kLargestJpeg = std::uint64_t {1} << 30;
-
-bool asksForNewCompression(EncodeJob const& job)
-{
-    return !job.keepsPixels || job.options.quality || job.options.noChromaSubsampling;
-}
 
 bool changesMetadata(EncodeJob const& job)
 {
@@ -38,8 +30,6 @@ bool changesResolution(EncodeJob const& job)
     return static_cast<float>(job.resolution->x) != static_cast<float>(old->x)
         || static_cast<float>(job.resolution->y) != static_cast<float>(old->y);
 }
-
-// ---- From JPEG.
 
 RewriteJob editOf(EncodeJob const& job)
 {
@@ -77,9 +67,18 @@ Result<bool> addJpeg(FileWriter const& writer, ByteSpan jpeg)
     return settings && JxlEncoderAddJPEGFrame(settings, jpeg.data(), jpeg.size()) == JXL_ENC_SUCCESS;
 }
 
-Result<bool> recompress(EncodeJob const& job, AtomicFile& output)
+bool isPossible(EncodeJob const& job)
 {
-    if (job.source->file().size() > kLargestJpeg)
+    return job.source && job.keepsPixels && job.source->type().identifier == kJpegType
+        && job.source->file().size() <= kLargestJpeg && !job.options.quality
+        && !job.options.noChromaSubsampling;
+}
+
+} // namespace
+
+Result<bool> recompressJpeg(EncodeJob const& job, AtomicFile& output)
+{
+    if (!isPossible(job))
         return false;
     auto const jpeg = TRY(editedJpeg(job, output));
     if (!jpeg)
@@ -88,64 +87,6 @@ Result<bool> recompress(EncodeJob const& job, AtomicFile& output)
     if (!TRY(addJpeg(writer, *jpeg)))
         return false;
     TRY(writer.finish(output));
-    return true;
-}
-
-// ---- From JPEG XL.
-
-// The data from which the JPEG file is made again fits only the metadata that it was made with.
-bool isKept(Box const& box, bool metadataChanged)
-{
-    return !metadataChanged || (!isMetadata(box) && box.content != kReconstructionBox);
-}
-
-bool isCodestream(Box const& box)
-{
-    return box.type == kCodestreamBox || box.type == kPartialCodestreamBox;
-}
-
-Result<void> wrapCodestream(Source const& source, Metadata const& metadata, AtomicFile& output)
-{
-    auto const size = source.file().size();
-    if (auto const boxes = metadataBoxes(metadata); !boxes.empty()) {
-        TRY(output.write(containerStart()));
-        TRY(output.write(boxes));
-        TRY(output.write(boxHeader(kCodestreamBox, size)));
-    }
-    return output.copyFrom(source.file(), 0, size);
-}
-
-Result<void> copyBoxes(Source const& source, EncodeJob const& job, AtomicFile& output)
-{
-    bool const isChanged = changesMetadata(job);
-    bool isPending = isChanged;
-    for (auto const& box : source.container().boxes) {
-        if (isPending && isCodestream(box)) {
-            TRY(output.write(metadataBoxes(job.metadata)));
-            isPending = false;
-        }
-        if (isKept(box, isChanged))
-            TRY(output.copyFrom(source.file(), box.offset, box.size));
-    }
-    return {};
-}
-
-} // namespace
-
-Result<bool> takeOver(EncodeJob const& job, AtomicFile& output)
-{
-    if (!job.source || asksForNewCompression(job))
-        return false;
-    if (job.source->type().identifier == kJpegType)
-        return recompress(job, output);
-    auto const* source = dynamic_cast<Source const*>(job.source);
-    // The source's pixels are upright; a picture that is to be turned has to be coded anew.
-    if (!source || changesProfile(job) || job.metadata.orientation() != 1)
-        return false;
-    if (source->container().isBare())
-        TRY(wrapCodestream(*source, job.metadata, output));
-    else
-        TRY(copyBoxes(*source, job, output));
     return true;
 }
 

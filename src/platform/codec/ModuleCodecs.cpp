@@ -196,6 +196,17 @@ template <std::size_t row> struct FromModule {
         return TRY(loaded(kFormat))->encode(job, output);
     }
 
+    static bool canRewrite(RewriteJob const& job)
+    {
+        auto const codec = loaded(kFormat);
+        return codec && (*codec)->canRewrite && (*codec)->canRewrite(job);
+    }
+
+    static Result<void> rewrite(RewriteJob const& job, AtomicFile& output)
+    {
+        return TRY(loaded(kFormat))->rewrite(job, output);
+    }
+
     static constexpr Codec kCodec = {
         .type = kFormat.type,
         .carries = kFormat.carries,
@@ -203,6 +214,8 @@ template <std::size_t row> struct FromModule {
         .open = open,
         .negotiate = kFormat.isWritable ? negotiate : nullptr,
         .encode = kFormat.isWritable ? encode : nullptr,
+        .canRewrite = kFormat.isWritable ? canRewrite : nullptr,
+        .rewrite = kFormat.isWritable ? rewrite : nullptr,
     };
 };
 
