@@ -122,6 +122,11 @@ Image DecodedImages::lookUp(Image const& image, double scale)
     return entry.scale >= scale ? keptImage(image, entry.pixels) : image;
 }
 
+bool DecodedImages::isKept(Image const& image)
+{
+    return dynamic_cast<KeptPixels const*>(image.pixels().get()) != nullptr;
+}
+
 DecodedImages::Entry& DecodedImages::entryOf(Image const& image)
 {
     m_entries.remove_if([](Entry const& entry) { return entry.original.expired(); });

@@ -18,6 +18,9 @@ public:
     /// `image`, or an image of the same pixels in Display P3, where that is kept at `scale` or more.
     Image lookUp(Image const& image, double scale);
 
+    /// Whether `lookUp` gave the image, so that its rows only have to be copied.
+    static bool isKept(Image const& image);
+
 private:
     struct Entry {
         std::weak_ptr<PixelProvider const> original;

@@ -98,7 +98,7 @@ private:
         part.x -= whole(decoded.area.x);
         part.y -= whole(decoded.area.y);
         Bytes const unused(decoded.rows->format().bytesPerPixel());
-        return canvasRows(readAhead(cropOrPad(std::move(decoded.rows), part, unused)));
+        return canvasRows(ahead(cropOrPad(std::move(decoded.rows), part, unused)));
     }
 
     Result<RowSourcePointer> scaledRows() const
@@ -117,8 +117,14 @@ private:
         auto rows = TRY(filterableRows(std::move(decoded.rows), m_image.hasAlpha()));
         // Colours are converted where there are fewer of them.
         if (area.width * area.height > static_cast<double>(target.pixelCount()))
-            return canvasRows(resample(readAhead(std::move(rows)), area, target));
-        return resample(readAhead(TRY(canvasRows(std::move(rows)))), area, target);
+            return canvasRows(resample(ahead(std::move(rows)), area, target));
+        return resample(ahead(TRY(canvasRows(std::move(rows)))), area, target);
+    }
+
+    // What lies in memory is not worth a thread.
+    RowSourcePointer ahead(RowSourcePointer rows) const
+    {
+        return DecodedImages::isKept(m_image) ? std::move(rows) : readAhead(std::move(rows));
     }
 
     IntRect regionAround(FloatRect const& shown, double reductionX, double reductionY) const
