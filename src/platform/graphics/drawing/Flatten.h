@@ -11,7 +11,7 @@
 namespace velk::graphics {
 
 /// The farthest that lines in place of a curve stray from it, in pixels.
-constexpr double kFlatness = 0.03;
+constexpr double kFlatness = 0.015;
 
 /// Corners of a rectangle in the plane.
 struct Box {
