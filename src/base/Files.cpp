@@ -1,6 +1,7 @@
 #include "base/Files.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -45,6 +46,25 @@ Result<InputFile> InputFile::open(std::string const& path)
     if (!S_ISREG(status.st_mode))
         return fail("not a regular file");
     file.m_size = static_cast<std::uint64_t>(status.st_size);
+    return file;
+}
+
+Result<InputFile> InputFile::inMemory(std::string const& path, ByteSpan bytes)
+{
+    InputFile file;
+    file.m_path = path;
+    file.m_fd = FileDescriptor(::memfd_create("velk", MFD_CLOEXEC));
+    if (!file.m_fd)
+        return fail("{}", systemMessage(errno));
+    while (file.m_size < bytes.size()) {
+        auto const rest = bytes.subspan(file.m_size);
+        auto const count = ::write(file.m_fd.get(), rest.data(), rest.size());
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            return fail("{}", systemMessage(errno));
+        file.m_size += static_cast<std::uint64_t>(count);
+    }
     return file;
 }
 

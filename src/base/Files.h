@@ -41,6 +41,8 @@ std::string systemMessage(int error);
 class InputFile {
 public:
     static Result<InputFile> open(std::string const& path);
+    /// A file that exists only in memory, for what lies inside another file; `path` names it in messages.
+    static Result<InputFile> inMemory(std::string const& path, ByteSpan bytes);
 
     std::string const& path() const { return m_path; }
     std::uint64_t size() const { return m_size; }

@@ -16,6 +16,8 @@ void storeComponent(PixelBuffer& buffer, int x, int y, int channel, double value
     auto const format = buffer.format();
     auto const index = static_cast<std::size_t>(x * format.channels() + channel);
     auto* const row = buffer.row(y);
+    if (format.componentType != ComponentType::Float32)
+        value = std::clamp(value, 0.0, 1.0);
     switch (format.componentType) {
     case ComponentType::UInt8:
         row[index] = static_cast<std::uint8_t>(std::lround(value * 255));
@@ -38,7 +40,7 @@ PixelBufferPointer paint(Size size, PixelFormat format, Painter const& painter, 
     for (int y = 0; y < size.height; ++y) {
         for (int x = 0; x < size.width; ++x) {
             for (int channel = 0; channel < format.channels(); ++channel)
-                storeComponent(buffer, x, y, channel, std::clamp(painter(x, y, channel), 0.0, 1.0));
+                storeComponent(buffer, x, y, channel, painter(x, y, channel));
         }
     }
     return std::make_shared<PixelBuffer>(std::move(buffer));

@@ -11,7 +11,7 @@ namespace velk::test {
 
 using PixelBufferPointer = std::shared_ptr<graphics::PixelBuffer const>;
 
-/// A component of the pixel at (x, y), 0 to 1; channel counts alpha as the last.
+/// A component of the pixel at (x, y), 0 to 1 or, for Float32, anything; channel counts alpha as the last.
 using Painter = std::function<double(int x, int y, int channel)>;
 
 /// A buffer painted component by component, in any format but Indexed; 0..1 is scaled to the components'

@@ -12,8 +12,8 @@ namespace velk::codec {
 namespace {
 
 constexpr std::array kStrongCodecs = {&kJpegCodec, &kPngCodec, &kWebpCodec, &kGifCodec};
-constexpr std::array kFurtherCodecs = {
-    &kTiffCodec, &kJpeg2000Codec, &kPsdCodec, &kBmpCodec, &kSgiCodec, &kPnmCodec, &kTgaCodec};
+constexpr std::array kFurtherCodecs = {&kTiffCodec, &kJpeg2000Codec, &kPsdCodec, &kBmpCodec, &kRadianceCodec,
+    &kIcoCodec, &kSgiCodec, &kPnmCodec, &kTgaCodec};
 
 // Camera files are TIFF files and more; TGA has no signature at all and comes last.
 std::vector<Codec const*> allCodecs()

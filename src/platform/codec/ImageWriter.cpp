@@ -5,6 +5,7 @@
 #include "platform/codec/PropertyKeys.h"
 #include "platform/codec/Sharing.h"
 #include "platform/color/ColorConversion.h"
+#include "platform/color/LinearLight.h"
 #include "platform/graphics/Pipeline.h"
 
 #include <algorithm>
@@ -152,19 +153,28 @@ void warnOfLosses(Codec const& codec, Picture const& picture, Contents const& co
             types::fileTypeWithIdentifier(codec.type)->keyword(), edited->key);
 }
 
+// An ICC profile of the image's own model goes along; only a model that the format lacks is converted, and
+// floating-point light that is to become integers: those are too few for it without a curve.
+ColorSpace spaceToStore(PixelLayout const& image, PixelFormat stored)
+{
+    auto const& space = image.space;
+    bool const losesFloats = image.format.componentType == ComponentType::Float32
+        && stored.componentType != ComponentType::Float32;
+    if (stored.model == space.model())
+        return losesFloats && color::isLinear(space) ? color::withSrgbCurve(space) : space;
+    return stored.model == space.base().model() ? space.base() : ColorSpace::device(stored.model);
+}
+
 Result<void> encodePixels(
     Codec const& codec, Picture const& picture, Contents const& contents, AtomicFile& output)
 {
     auto const target = codec.negotiate(picture.image.info(), contents.options);
     auto rows = TRY(picture.image.rows());
-    auto const& space = picture.image.space();
-    // Only a model that the format lacks is converted; an ICC profile of the image's own model goes along.
-    auto const targetSpace = target.format.model == space.model() ? space
-        : target.format.model == space.base().model()             ? space.base()
-                                                                  : ColorSpace::device(target.format.model);
+    auto const targetSpace = spaceToStore(picture.image.layout(), target.format);
     auto const profile = contents.options.excludeProfile ? nullptr : targetSpace.profile();
     if (rows->format() != target.format || rows->layout().space != targetSpace)
-        rows = TRY(color::convertColors(std::move(rows), {.format = target.format, .space = targetSpace}));
+        rows = TRY(color::convertColors(
+            std::move(rows), {.format = target.format, .space = targetSpace, .readsDevice = true}));
     rows = readAhead(std::move(rows));
     return codec.encode({.rows = *rows,
                             .bitsPerComponent = target.bitsPerComponent,

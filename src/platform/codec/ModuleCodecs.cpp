@@ -83,26 +83,31 @@ bool isExr(ByteSpan head, InputFile const&)
     return startsWith(head, "\x76\x2F\x31\x01");
 }
 
-// Markup with an svg element near its start.
-bool isSvg(ByteSpan head, InputFile const&)
-{
-    std::string_view const text(reinterpret_cast<char const*>(head.data()), head.size());
-    auto const first = text.find_first_not_of("\xEF\xBB\xBF \t\r\n");
-    return first != std::string_view::npos && text[first] == '<'
-        && (text.find("<svg") != std::string_view::npos || text.find(":svg") != std::string_view::npos);
-}
-
-bool isTiff(ByteSpan head)
-{
-    return startsWith(head, {"II*\0", 4}) || startsWith(head, {"MM\0*", 4});
-}
-
 bool hasExtensionOf(InputFile const& file, std::string_view type)
 {
     auto const& path = file.path();
     auto const dot = path.rfind('.');
     return dot != std::string::npos
         && types::hasExtension(*types::fileTypeWithIdentifier(type), std::string_view(path).substr(dot + 1));
+}
+
+constexpr std::string_view kSvg = "public.svg-image";
+
+// Markup with an svg element near its start, or further down when its name says so; or such markup
+// compressed.
+bool isSvg(ByteSpan head, InputFile const& file)
+{
+    auto const text = asText(head);
+    auto const first = text.find_first_not_of("\xEF\xBB\xBF \t\r\n");
+    if (first != std::string_view::npos && text[first] == '<')
+        return text.find("<svg") != std::string_view::npos || text.find(":svg") != std::string_view::npos
+            || hasExtensionOf(file, kSvg);
+    return startsWith(head, "\x1F\x8B") && hasExtensionOf(file, kSvg);
+}
+
+bool isTiff(ByteSpan head)
+{
+    return startsWith(head, {"II*\0", 4}) || startsWith(head, {"MM\0*", 4});
 }
 
 constexpr std::string_view kDng = "com.adobe.raw-image";
@@ -136,9 +141,9 @@ constexpr ModuleFormat kFormats[] = {
     {"public.heic", "codec-heif", kEverything, isHeic, true},
     {"public.heif", "codec-heif", kEverything, isHeif, false},
     {"public.jpeg-xl", "codec-jxl", kEverything, isJpegXl, true},
-    {"com.adobe.pdf", "codec-pdf", {.profile = true, .resolution = true}, isPdf, true},
-    {"com.ilm.openexr-image", "codec-exr", {}, isExr, true},
-    {"public.svg-image", "codec-svg", {}, isSvg, false},
+    {"com.adobe.pdf", "codec-pdf", {.xmp = true, .profile = true, .resolution = true}, isPdf, true},
+    {"com.ilm.openexr-image", "codec-exr", {.resolution = true}, isExr, true},
+    {kSvg, "codec-svg", {}, isSvg, false},
     {kDng, "codec-raw", {.exif = true, .xmp = true}, isDng, false},
     {kCameraRaw, "codec-raw", {.exif = true, .xmp = true}, isCameraRaw, false},
 };

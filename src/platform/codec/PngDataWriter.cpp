@@ -252,10 +252,10 @@ private:
 class DataWriter {
 public:
     DataWriter(
-        RowSource& rows, RowStorage const& storage, AtomicFile& output, PngCompression const& compression)
+        RowSource& rows, RowStorage const& storage, DataSink const& sink, PngCompression const& compression)
         : m_rows(rows)
         , m_storage(storage)
-        , m_output(output)
+        , m_sink(sink)
         , m_rowsPerStrip(rowsPerStrip(storage, compression))
         , m_workers(storage, compression.level, threadCount(compression))
     {
@@ -317,7 +317,7 @@ private:
         return {};
     }
 
-    // Writes a finished strip as one IDAT chunk, with the zlib stream's head and tail at its ends.
+    // Hands on a finished strip, with the zlib stream's head and tail at its ends.
     Result<void> collect(std::size_t number)
     {
         m_workers.wait(number);
@@ -333,12 +333,12 @@ private:
         }
         if (strip.isLast)
             appendBE32(strip.compressed, m_adler);
-        return writePngChunk(m_output, pngType::kData, strip.compressed);
+        return m_sink(strip.compressed);
     }
 
     RowSource& m_rows;
     RowStorage const& m_storage;
-    AtomicFile& m_output;
+    DataSink const& m_sink;
     std::int32_t m_rowsPerStrip;
     Bytes m_lastRow;
     std::uint32_t m_adler = 1;
@@ -350,13 +350,21 @@ private:
 Result<void> writePngData(
     RowSource& rows, PngHeader const& header, AtomicFile& output, PngCompression const& compression)
 {
+    return compressFilteredRows(
+        rows, header, [&](ByteSpan piece) { return writePngChunk(output, pngType::kData, piece); },
+        compression);
+}
+
+Result<void> compressFilteredRows(
+    RowSource& rows, PngHeader const& header, DataSink const& sink, PngCompression const& compression)
+{
     auto const storage = rowStorage(rows, header);
     auto chosen = compression;
     if (chosen.level == 0) {
         auto const bytes = (storage.packedBytes + 1) * static_cast<std::uint64_t>(header.size.height);
         chosen.level = bytes < kSmallImage ? kSmallImageLevel : kPhotoLevel;
     }
-    return DataWriter(rows, storage, output, chosen).write();
+    return DataWriter(rows, storage, sink, chosen).write();
 }
 
 } // namespace velk::codec

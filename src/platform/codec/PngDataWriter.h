@@ -4,6 +4,8 @@
 #include "platform/codec/PngChunks.h"
 #include "platform/graphics/RowSource.h"
 
+#include <functional>
+
 namespace velk::codec {
 
 /// How pixel data is compressed.
@@ -20,6 +22,14 @@ struct PngCompression {
 /// `header` tells how they are stored. Memory stays at a few strips of rows, which worker threads filter and
 /// compress independently, each into a piece of the one zlib stream.
 Result<void> writePngData(graphics::RowSource& rows, PngHeader const& header, AtomicFile& output,
+    PngCompression const& compression = {});
+
+/// Takes the pieces of a stream one after the other.
+using DataSink = std::function<Result<void>(ByteSpan piece)>;
+
+/// The same as a zlib stream in pieces, for formats that share PNG's filters. `header` need only agree with
+/// the rows in its size, depth and number of channels.
+Result<void> compressFilteredRows(graphics::RowSource& rows, PngHeader const& header, DataSink const& sink,
     PngCompression const& compression = {});
 
 } // namespace velk::codec

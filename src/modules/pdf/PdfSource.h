@@ -1,0 +1,13 @@
+#pragma once
+
+#include "platform/codec/ImageSource.h"
+
+namespace velk::codec::pdf {
+
+constexpr std::string_view kType = "com.adobe.pdf";
+
+/// Opens a PDF file, of which the first page's crop box is the image: turned as the page says, on white
+/// paper.
+Result<std::shared_ptr<ImageSource>> open(InputFile file);
+
+} // namespace velk::codec::pdf
