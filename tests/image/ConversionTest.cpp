@@ -1,6 +1,7 @@
 #include "platform/codec/ModuleCodecs.h"
 #include "platform/codec/PropertyKeys.h"
 #include "platform/color/ColorConversion.h"
+#include "platform/color/LinearLight.h"
 #include "platform/color/Srgb.h"
 #include "support/TestFiles.h"
 #include "support/TestImages.h"
@@ -38,14 +39,25 @@ double expectedPsnr(std::string_view type)
 {
     if (type == "com.compuserve.gif")
         return 26;
+    // Eight bits of light are spaced otherwise than eight bits under a curve.
+    if (type == "public.radiance")
+        return 50;
     return type == "public.jpeg" ? 33 : 99;
 }
 
-// The pixels as RGB, whether the file holds colours or a palette.
+// What is read from a page is a drawing of it, at a resolution of the reader's.
+bool isDrawn(std::string_view type)
+{
+    return type == "com.adobe.pdf";
+}
+
+// The pixels as RGB, whether the file holds colours, light or a palette.
 PixelBufferPointer rgbPixels(std::string const& path)
 {
     auto rows = codec::openImage(path).value()->image().rows().value();
-    auto const space = rows->layout().space.base();
+    auto space = rows->layout().space.base();
+    if (color::isLinear(space))
+        space = color::withSrgbCurve(space);
     rows = color::convertColors(std::move(rows), {.format = kRgb, .space = space}).value();
     return std::make_shared<PixelBuffer>(PixelBuffer::collect(*rows).value());
 }
@@ -72,6 +84,10 @@ TEST(Conversion, EveryFormatCarriesWhatItHasRoomFor)
         ASSERT_EQ(run.status, 0) << keyword << run.errors;
         auto const source = codec::openImage(path).value();
         EXPECT_EQ(source->type().identifier, codec->type);
+        bool const hasXmp = source->metadata().xmp().find("attic") != std::string::npos;
+        EXPECT_EQ(hasXmp, codec->carries.xmp) << keyword;
+        if (isDrawn(codec->type))
+            continue;
         EXPECT_GE(psnr(*rgbPixels(path), *pixels), expectedPsnr(codec->type)) << keyword;
 
         auto const after = source->properties();
@@ -80,8 +96,6 @@ TEST(Conversion, EveryFormatCarriesWhatItHasRoomFor)
             ASSERT_TRUE(exif) << keyword;
             EXPECT_EQ(*exif, *findDictionary(before, codec::key::kExif)) << keyword;
         }
-        bool const hasXmp = source->metadata().xmp().find("attic") != std::string::npos;
-        EXPECT_EQ(hasXmp, codec->carries.xmp) << keyword;
         bool const hasProfile = equalBytes(source->image().space().profile(), extras.profile);
         EXPECT_EQ(hasProfile, codec->carries.profile) << keyword;
         if (codec->carries.resolution) {
@@ -137,7 +151,8 @@ TEST(Conversion, EveryModelReachesEveryFormat)
             EXPECT_EQ(run.status, 0) << model.name << " to " << keyword << ": " << run.errors;
             auto const written = decode(out);
             ASSERT_TRUE(written) << model.name << " to " << keyword << ": " << written.error().message;
-            EXPECT_EQ((*written)->size(), model.pixels->size()) << model.name << " to " << keyword;
+            EXPECT_TRUE((*written)->size() == model.pixels->size() || isDrawn(codec->type))
+                << model.name << " to " << keyword;
         }
     }
 }

@@ -82,6 +82,8 @@ public:
             TRY(vectorSize(m_width, m_height, kPointsPerInch)), {}, ColorSpace::device(ColorModel::RGB)};
         description.resolution = Resolution {kVectorResolution, kVectorResolution};
         description.imageCount = poppler_document_get_n_pages(first.document.get());
+        if (Owned<char> const packet(poppler_document_get_metadata(first.document.get())); packet)
+            description.metadata.setXmp(packet.get());
         auto& properties = subDictionary(description.formatProperties, kDictionary);
         set(properties, "PageCount", description.imageCount);
         set(properties, "PageWidth", m_width);

@@ -82,8 +82,9 @@ Metadata metadataOf(InputFile const& file, libraw_data_t const& data)
     }
     if (metadata.exif().empty())
         metadata.apply(knownEntries(data));
-    if (metadata.orientation() != 1)
-        metadata.setOrientation(1);
+    if (data.idata.xmpdata && data.idata.xmplen > 0)
+        metadata.setXmp({data.idata.xmpdata, data.idata.xmplen});
+    metadata.setOrientation(1);
     return metadata;
 }
 
