@@ -254,7 +254,7 @@ def make_profiles():
     (WORK / "curve").write_bytes(curve)
     profile = WORK / "profile.icc"
     load = [word for tag in ("rTRC", "gTRC", "bTRC") for word in ("--loadTag", tag, path("curve"))]
-    subprocess.run([str(VELK), *load, str(TOP / "tests" / "data" / "DisplayP3-v4.icc"), "--out", str(profile)],
+    subprocess.run([str(VELK), *load, str(P3_PROFILE), "--out", str(profile)],
                    check=True, stdout=subprocess.DEVNULL)
     subprocess.run([str(VELK), "--repair", str(profile)], check=True, stdout=subprocess.DEVNULL)
     PROFILES.mkdir()
