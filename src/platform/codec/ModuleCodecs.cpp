@@ -159,9 +159,12 @@ std::string missingText(ModuleFormat const& format)
 Result<Codec const*> loaded(ModuleFormat const& format)
 {
     auto const find = modules::function<FindModuleCodec>(format.module, kFindModuleCodec);
-    auto const* const codec = find ? (*find)(format.type) : nullptr;
+    if (!find)
+        return modules::isInstalled(format.module) ? fail("{}", find.error().message)
+                                                   : fail("{}", missingText(format));
+    auto const* const codec = (*find)(format.type);
     if (!codec)
-        return fail("{}", missingText(format));
+        return fail("the module velk-{} is of another version", format.module);
     return codec;
 }
 

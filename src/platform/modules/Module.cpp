@@ -1,6 +1,7 @@
 #include "platform/modules/Module.h"
 
 #include <dlfcn.h>
+#include <sys/auxv.h>
 
 #include <filesystem>
 #include <map>
@@ -13,13 +14,21 @@ namespace {
 // An installed velk lies in bin/ beside lib/, a built one beside lib/ itself.
 constexpr char const* kDirectories[] = {"lib/velk", "../lib/velk"};
 
+// This program's file. Where /proc is not mounted, by the name that it was started under.
+std::filesystem::path executablePath()
+{
+    std::error_code error;
+    auto path = std::filesystem::read_symlink("/proc/self/exe", error);
+    if (error)
+        path = std::filesystem::canonical(reinterpret_cast<char const*>(::getauxval(AT_EXECFN)), error);
+    return path;
+}
+
 // The module's file, or nothing when there is none.
 std::string locate(std::string const& module)
 {
     std::error_code error;
-    auto const executable = std::filesystem::read_symlink("/proc/self/exe", error);
-    if (error)
-        return {};
+    auto const executable = executablePath();
     for (auto const* const directory : kDirectories) {
         auto path = executable.parent_path() / directory / ("velk-" + module + ".so");
         if (std::filesystem::exists(path, error))
@@ -28,10 +37,15 @@ std::string locate(std::string const& module)
     return {};
 }
 
-void* load(std::string const& module)
+Result<void*> load(std::string const& module)
 {
     auto const path = locate(module);
-    return path.empty() ? nullptr : ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (path.empty())
+        return fail("the module velk-{} is not installed", module);
+    auto* const handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (!handle)
+        return fail("the module velk-{} cannot be loaded: {}", module, ::dlerror());
+    return handle;
 }
 
 } // namespace
@@ -39,14 +53,14 @@ void* load(std::string const& module)
 Result<void*> symbol(std::string const& module, char const* name)
 {
     static std::mutex mutex;
-    static std::map<std::string, void*> loaded;
+    static std::map<std::string, Result<void*>> loaded;
     std::lock_guard const lock(mutex);
-    auto const [found, isNew] = loaded.try_emplace(module, nullptr);
-    if (isNew)
-        found->second = load(module);
-    auto* const address = found->second ? ::dlsym(found->second, name) : nullptr;
+    auto found = loaded.find(module);
+    if (found == loaded.end())
+        found = loaded.emplace(module, load(module)).first;
+    auto* const address = ::dlsym(TRY(found->second), name);
     if (!address)
-        return fail("the module velk-{} is not installed", module);
+        return fail("the module velk-{} is of another version", module);
     return address;
 }
 
