@@ -16,6 +16,17 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release")
   endif()
 endif()
 
+if(VELK_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    message(FATAL_ERROR "libFuzzer comes with clang: set CMAKE_CXX_COMPILER to clang++")
+  endif()
+  # Warnings are the other compiler's to judge.
+  target_compile_options(velk_compiler INTERFACE
+    -w -O1 -gline-tables-only -fno-omit-frame-pointer
+    -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined)
+  target_link_options(velk_compiler INTERFACE -fsanitize=address,undefined)
+endif()
+
 if(VELK_SANITIZE)
   target_compile_options(velk_compiler INTERFACE
     -O1 -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <ctime>
 #include <mutex>
 #include <random>
 
@@ -29,8 +30,23 @@ struct CleanupSlot {
 };
 std::array<CleanupSlot, 64> cleanupSlots;
 
+// Files that exist, or soon will, and stand in no slot yet.
+std::atomic<int> filesBeingCreated = 0;
+std::atomic<bool> isEnding = false;
+
+// The thread that runs the handler is creating no file, for that blocks signals; others may be.
+void awaitCreations()
+{
+    constexpr int kMilliseconds = 1000;
+    timespec const millisecond = {0, 1'000'000};
+    for (int i = 0; i < kMilliseconds && filesBeingCreated != 0; ++i)
+        ::nanosleep(&millisecond, nullptr);
+}
+
 void removeTemporariesAndDie(int signal)
 {
+    isEnding = true;
+    awaitCreations();
     for (auto& slot : cleanupSlots) {
         if (slot.used.load(std::memory_order_acquire))
             ::unlink(slot.path);
@@ -55,10 +71,42 @@ void installSignalHandlers()
     }
 }
 
+/// While a thread creates a temporary file and lists it: signals wait.
+class Creation {
+public:
+    Creation()
+    {
+        static std::once_flag installed;
+        std::call_once(installed, installSignalHandlers);
+        sigset_t blocked;
+        ::sigemptyset(&blocked);
+        for (auto const signal : kEndingSignals)
+            ::sigaddset(&blocked, signal);
+        ::pthread_sigmask(SIG_BLOCK, &blocked, &m_previous);
+        ++filesBeingCreated;
+        if (isEnding)
+            awaitTheEnd();
+    }
+    Creation(Creation const&) = delete;
+    ~Creation()
+    {
+        --filesBeingCreated;
+        ::pthread_sigmask(SIG_SETMASK, &m_previous, nullptr);
+    }
+
+private:
+    [[noreturn]] static void awaitTheEnd()
+    {
+        --filesBeingCreated;
+        for (;;)
+            ::pause();
+    }
+
+    sigset_t m_previous;
+};
+
 int claimCleanupSlot(std::string const& path)
 {
-    static std::once_flag installed;
-    std::call_once(installed, installSignalHandlers);
     for (std::size_t i = 0; i < cleanupSlots.size(); ++i) {
         auto& slot = cleanupSlots[i];
         if (path.size() >= sizeof(slot.path) || slot.claimed.exchange(true))
@@ -104,8 +152,11 @@ Result<FileDescriptor> createUnique(std::string& path, mode_t mode)
 Result<bool> adoptPermissions(int fd, std::string const& target)
 {
     struct stat status = {};
-    if (::stat(target.c_str(), &status) != 0)
-        return false;
+    if (::stat(target.c_str(), &status) != 0) {
+        if (errno == ENOENT)
+            return false;
+        return fail("{}", systemMessage(errno));
+    }
     if (::access(target.c_str(), W_OK) != 0)
         return fail("the file that stands there may not be replaced: {}", systemMessage(errno));
     if (!S_ISREG(status.st_mode))
@@ -137,21 +188,11 @@ Result<AtomicFile> AtomicFile::createPrivate(std::string const& target)
 Result<AtomicFile> AtomicFile::createTemporary(std::string const& target, unsigned mode)
 {
     AtomicFile file;
-    file.m_temporaryPath = temporaryTemplate(target);
-    // Before the file exists, so that no signal finds it unlisted; the unique name is only known afterwards,
-    // and signals wait for that.
-    sigset_t blocked, previous;
-    ::sigemptyset(&blocked);
-    for (auto const signal : kEndingSignals)
-        ::sigaddset(&blocked, signal);
-    ::pthread_sigmask(SIG_BLOCK, &blocked, &previous);
-    auto fd = createUnique(file.m_temporaryPath, mode);
-    if (fd)
-        file.m_cleanupSlot = claimCleanupSlot(file.m_temporaryPath);
-    ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-    if (!fd)
-        return tl::unexpected(std::move(fd).error());
-    file.m_fd = std::move(*fd);
+    auto path = temporaryTemplate(target);
+    Creation const creation;
+    file.m_fd = TRY(createUnique(path, mode));
+    file.m_cleanupSlot = claimCleanupSlot(path);
+    file.m_temporaryPath = std::move(path);
     return file;
 }
 
@@ -168,7 +209,7 @@ AtomicFile::AtomicFile(AtomicFile&& other) noexcept
 
 AtomicFile::~AtomicFile()
 {
-    if (m_fd)
+    if (!m_temporaryPath.empty())
         ::unlink(m_temporaryPath.c_str());
     releaseCleanupSlot(m_cleanupSlot);
 }
@@ -274,12 +315,13 @@ Result<void> AtomicFile::prepareCommit(std::string const& target)
 Result<void> AtomicFile::commit(std::string const& target)
 {
     TRY(m_isPrepared ? flush() : prepareCommit(target));
+    // Before the target is replaced: some file systems tell only now that there was no room.
+    if (!m_fd.close())
+        return fail("{}", systemMessage(errno));
     if (::rename(m_temporaryPath.c_str(), target.c_str()) != 0)
         return fail("{}", systemMessage(errno));
     m_temporaryPath.clear();
     releaseCleanupSlot(std::exchange(m_cleanupSlot, -1));
-    if (!m_fd.close())
-        return fail("{}", systemMessage(errno));
     return {};
 }
 

@@ -68,6 +68,11 @@ Result<InputFile> InputFile::inMemory(std::string const& path, ByteSpan bytes)
     return file;
 }
 
+static auto cannotBeRead(int error)
+{
+    return fail("cannot be read: {}", systemMessage(error));
+}
+
 Result<std::size_t> InputFile::readAt(std::uint64_t offset, std::span<std::uint8_t> to) const
 {
     std::size_t done = 0;
@@ -76,8 +81,10 @@ Result<std::size_t> InputFile::readAt(std::uint64_t offset, std::span<std::uint8
             ::pread(m_fd.get(), to.data() + done, to.size() - done, static_cast<off_t>(offset + done));
         if (count < 0 && errno == EINTR)
             continue;
-        if (count < 0)
-            return fail("cannot be read: {}", systemMessage(errno));
+        if (count < 0) {
+            *m_readError = errno;
+            return cannotBeRead(errno);
+        }
         if (count == 0)
             break;
         done += static_cast<std::size_t>(count);
@@ -89,6 +96,13 @@ Result<void> InputFile::readExactlyAt(std::uint64_t offset, std::span<std::uint8
 {
     if (TRY(readAt(offset, to)) != to.size())
         return fail("unexpected end of file");
+    return {};
+}
+
+Result<void> InputFile::checkReads() const
+{
+    if (auto const error = m_readError->load())
+        return cannotBeRead(error);
     return {};
 }
 

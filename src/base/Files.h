@@ -3,7 +3,9 @@
 #include "base/Bytes.h"
 #include "base/Result.h"
 
+#include <atomic>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -55,10 +57,16 @@ public:
     /// The whole content; an error when it is longer than `limit`.
     Result<Bytes> readAll(std::uint64_t limit = std::uint64_t {1} << 32) const;
 
+    /// An error if the system ever refused to read, however that was taken: who reads on as if the file ended
+    /// there, or does without a part, must not replace the file by the rest of it.
+    Result<void> checkReads() const;
+
 private:
     std::string m_path;
     FileDescriptor m_fd;
     std::uint64_t m_size = 0;
+    /// The first error of any read, 0 = none. Readers on several threads share it.
+    std::unique_ptr<std::atomic<int>> m_readError = std::make_unique<std::atomic<int>>(0);
 };
 
 /// Reads an `InputFile` from front to back (or after a seek) through a buffer.

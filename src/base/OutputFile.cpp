@@ -23,6 +23,13 @@ std::optional<std::string> replaceablePath(std::string const& path)
     return isDanglingLink ? std::nullopt : canonicalOutputPath(path);
 }
 
+// Whether the directory of a file takes new ones.
+bool takesNewFiles(std::string const& path)
+{
+    auto const length = path.size() - lastPathComponent(path).size();
+    return ::access(path.substr(0, length).c_str(), W_OK | X_OK) == 0;
+}
+
 Result<void> writeFully(int fd, ByteSpan bytes)
 {
     while (!bytes.empty()) {
@@ -47,11 +54,15 @@ Result<OutputFile> OutputFile::open(std::string const& path, std::string const& 
     }
     OutputFile file;
     if (auto const target = replaceablePath(path)) {
-        if (auto replacement = AtomicFile::create(*target)) {
+        auto replacement = AtomicFile::create(*target);
+        if (replacement) {
             file.m_target = *target;
             file.m_replacement.emplace(std::move(*replacement));
             return file;
         }
+        // A full disk, say, would leave nothing of the file that stands there.
+        if (takesNewFiles(*target))
+            return tl::unexpected(std::move(replacement).error());
     }
     file.m_inPlace = FileDescriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
     if (!file.m_inPlace)

@@ -53,9 +53,12 @@ Result<std::shared_ptr<ImageSource const>> openImage(std::string const& path)
 {
     auto file = TRY(InputFile::open(path));
     auto const* codec = TRY(codecForFile(file));
+    TRY(file.checkReads());
     if (!codec)
         return fail("not an image of a known format");
-    return codec->open(std::move(file));
+    auto source = TRY(codec->open(std::move(file)));
+    TRY(source->file().checkReads());
+    return source;
 }
 
 } // namespace velk::codec

@@ -185,6 +185,13 @@ void ExifEditor::release(Range range)
     m_free.push_back(range);
 }
 
+// Whether anything but its owner lies in a range.
+bool ExifEditor::isShared(Range range) const
+{
+    auto const overlaps = [&](Range other) { return other.begin < range.end && range.begin < other.end; };
+    return std::count_if(m_used.begin(), m_used.end(), overlaps) > 1;
+}
+
 // Finds room for `size` bytes on an even offset and returns where it is.
 std::size_t ExifEditor::place(std::size_t size)
 {
@@ -226,7 +233,8 @@ void ExifEditor::moveOutgrownDirectories()
 {
     auto const settle = [&](Directory& directory) {
         auto const needed = directory.fields.empty() ? 0 : directorySize(directory.fields.size());
-        if (directory.changed && (needed == 0 || needed > directory.place.size())) {
+        bool const fits = needed != 0 && needed <= directory.place.size() && !isShared(directory.place);
+        if (directory.changed && !fits) {
             if (directory.place.size() != 0)
                 release(directory.place);
             auto const begin = needed == 0 ? 0 : place(needed);

@@ -52,6 +52,7 @@ private:
     void loadFrom(ExifBlock const& block);
     void releaseValue(Field const& field);
     void release(Range range);
+    bool isShared(Range range) const;
     std::size_t place(std::size_t size);
     void cutFreeEnd();
     void setPointer(ExifDirectory parent, std::uint16_t tag, std::size_t target);

@@ -198,11 +198,8 @@ Result<Picture> prepared(Picture const& picture)
     return result;
 }
 
-} // namespace
-
-Result<void> writeImage(Codec const& codec, Picture const& asked, AtomicFile& output)
+Result<void> writePrepared(Codec const& codec, Picture const& picture, AtomicFile& output)
 {
-    auto const picture = TRY(prepared(asked));
     auto contents = contentsOf(picture);
     TRY(followPixels(contents, picture));
     if (pixelsComeFromSource(codec, picture)) {
@@ -212,6 +209,15 @@ Result<void> writeImage(Codec const& codec, Picture const& asked, AtomicFile& ou
     }
     warnOfLosses(codec, picture, contents);
     return encodePixels(codec, picture, contents, output);
+}
+
+} // namespace
+
+Result<void> writeImage(Codec const& codec, Picture const& picture, AtomicFile& output)
+{
+    TRY(writePrepared(codec, TRY(prepared(picture)), output));
+    // Decoders make do with what they get, which serves damaged files and would damage sound ones.
+    return picture.source ? picture.source->file().checkReads() : Result<void>();
 }
 
 } // namespace velk::codec

@@ -15,10 +15,11 @@ namespace {
 
 constexpr unsigned kMaximumSeconds = 20;
 
-// Everything ends the child at once and without a trace.
+// Everything ends the child at once and without a trace; temporary files are its parent's to remove.
 void prepareChild()
 {
-    for (int const number : {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL, SIGINT, SIGTERM, SIGHUP, SIGALRM})
+    for (int const number : {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL, SIGINT, SIGTERM, SIGHUP, SIGQUIT,
+             SIGPIPE, SIGXCPU, SIGXFSZ, SIGALRM})
         ::signal(number, SIG_DFL);
     rlimit const none = {0, 0};
     ::setrlimit(RLIMIT_CORE, &none);

@@ -319,6 +319,8 @@ private:
         auto const written = TRY(InputFile::open(m_output.temporaryPath()));
         auto const after = TRY(DirectoryReader::open(written));
         auto const unused = difference(referencedRanges(m_source.reader()), referencedRanges(after));
+        // What was not read would pass for unused.
+        TRY(written.checkReads());
         constexpr std::uint64_t kBlock = 64 << 10;
         Bytes const zeros(kBlock);
         for (auto range : unused) {

@@ -77,6 +77,26 @@ TEST(ExifEditor, SparesBytesThatAnotherFieldShares)
     EXPECT_EQ(asText(second.finish()).find("Shared"), std::string_view::npos);
 }
 
+// IFD1 begins in the value of the Exif directory's first field, and its only field is that one's second.
+TEST(ExifEditor, MovesDirectoriesOutOfSharedBytes)
+{
+    auto const exif = after(1);
+    std::string_view const directory("\x02\0"
+                                     "\x27\x88\x04\0\x01\0\0\0\0\0\x01\0"
+                                     "\x12\x01\x03\0\x01\0\0\0\x03\0\0\0"
+                                     "\0\0\0\0",
+        30);
+    auto const block = rawBlock({{tag::kExifPointer, ExifType::Long, 1, exif}}, directory, exif + 12);
+    ASSERT_EQ(ExifBlock::parse(block)->integer(Preview, tag::kOrientation), 3u);
+
+    ExifEditor editor(block);
+    editor.setInteger(Preview, tag::kOrientation, ExifType::Short, 6);
+    auto const edited = editor.finish();
+    auto const parsed = ExifBlock::parse(edited);
+    EXPECT_EQ(parsed->integer(Preview, tag::kOrientation), 6u);
+    EXPECT_EQ(parsed->integer(Photo, tag::kOrientation), 3u);
+}
+
 TEST(ExifEditor, KeepsDirectoriesSortedAndFieldsWithoutValues)
 {
     // An unknown type, and a value beyond the end.
