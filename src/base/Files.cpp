@@ -68,10 +68,14 @@ Result<InputFile> InputFile::inMemory(std::string const& path, ByteSpan bytes)
     return file;
 }
 
-static auto cannotBeRead(int error)
+namespace {
+
+auto cannotBeRead(int error)
 {
     return fail("cannot be read: {}", systemMessage(error));
 }
+
+} // namespace
 
 Result<std::size_t> InputFile::readAt(std::uint64_t offset, std::span<std::uint8_t> to) const
 {
