@@ -2,9 +2,11 @@
 """Runs velk and its peers on the same jobs, interleaved, and prints medians of wall time and peak memory."""
 
 import argparse
+import json
 import os
 import pathlib
 import platform
+import re
 import shutil
 import statistics
 import struct
@@ -19,6 +21,7 @@ VELK = TOP / "build" / "release" / "velk"
 MAKE_PHOTO = TOP / "build" / "release" / "bench" / "velk_make_photo"
 RESULTS = TOP / "docs" / "benchmarks.md"
 PROFILES = WORK / "profiles"
+CHART = TOP / "docs" / "pictures" / "benchmarks.png"
 MARK = "<!-- measured -->"
 P3_PROFILE = TOP / "data" / "DisplayP3-v4.icc"
 CONTACTS = [f"photo12-{number:02}.jpg" for number in range(1, 13)]
@@ -281,6 +284,18 @@ def machine():
     yield f"- jpegtran of libjpeg-turbo {turbo}; sharp {version} on Node {first_line('node', '--version')}"
 
 
+def draw_chart(lines):
+    """The ratios of all jobs as a picture, drawn by velk."""
+    rows, script = [], WORK / "chart.js"
+    for line in lines:
+        cells = [cell.strip().strip("*") for cell in line.strip("|").split("|")]
+        ratio = {9: 6, 5: 3}.get(len(cells))
+        if ratio and re.fullmatch(r"[0-9.]+", cells[ratio]):
+            rows.append([cells[0], float(cells[ratio]), float(cells[-1].split()[0])])
+    script.write_text(f"const rows = {json.dumps(rows)};\n" + (TOP / "bench" / "Chart.js").read_text())
+    subprocess.run([str(VELK), "--js", str(script), "--out", str(CHART)], check=True)
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--runs", type=int, default=11)
@@ -306,6 +321,7 @@ def main():
     if options.write:
         head = RESULTS.read_text().split(MARK)[0]
         RESULTS.write_text(head + MARK + "\n\n" + "\n".join(lines) + "\n")
+        draw_chart(lines)
 
 
 if __name__ == "__main__":
