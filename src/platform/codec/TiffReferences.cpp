@@ -51,6 +51,8 @@ public:
         }
     }
 
+    std::uint64_t claimedDataEnd() const { return m_claimedDataEnd; }
+
     std::vector<Range> take()
     {
         std::ranges::sort(m_ranges, {}, &Range::offset);
@@ -80,13 +82,17 @@ private:
         auto const lengths = m_reader.integers(directory.find(tags.lengths), ~std::uint64_t {0});
         for (std::size_t i = 0; i < offsets.size(); ++i) {
             // Data of unknown length may reach to the end of the file.
-            add({offsets[i], i < lengths.size() ? lengths[i] : ~std::uint64_t {0}});
+            Range const range {offsets[i], i < lengths.size() ? lengths[i] : ~std::uint64_t {0}};
+            if (range.end() >= range.offset)
+                m_claimedDataEnd = std::max(m_claimedDataEnd, range.end());
+            add(range);
         }
     }
 
     DirectoryReader const& m_reader;
     std::set<std::uint64_t> m_visited;
     std::vector<Range> m_ranges;
+    std::uint64_t m_claimedDataEnd = 0;
 };
 
 } // namespace
@@ -103,6 +109,13 @@ std::vector<Range> referencedRanges(DirectoryReader const& reader, Directory con
     Walk walk(reader);
     walk.visit(directory, 0);
     return walk.take();
+}
+
+std::uint64_t claimedDataEnd(DirectoryReader const& reader)
+{
+    Walk walk(reader);
+    reader.forEachDirectory([&](Directory const& directory) { walk.visit(directory, 0); });
+    return walk.claimedDataEnd();
 }
 
 std::vector<Range> difference(std::vector<Range> const& ranges, std::vector<Range> const& without)

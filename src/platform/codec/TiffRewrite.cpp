@@ -174,13 +174,13 @@ public:
         , m_format(source.reader().format())
         , m_directory(m_format)
     {
-        for (auto const& entry : source.directory().entries)
-            m_directory.keep(entry);
+        keepEntries(source.directory(), m_directory);
     }
 
     Result<void> run()
     {
         TRY(m_output.copyFrom(m_source.file(), 0, m_source.file().size()));
+        TRY(fillMissingData());
         if (m_job.metadataChanged) {
             TRY(changeExif());
             changeXmp();
@@ -199,6 +199,26 @@ public:
     }
 
 private:
+    // Where the file ended too early, new values must not become those of entries that had none.
+    void keepEntries(Directory const& directory, DirectoryBuilder& builder) const
+    {
+        for (auto const& entry : directory.entries) {
+            auto const values = m_source.reader().outside(entry);
+            if (!values || m_source.reader().bytes().contains(*values))
+                builder.keep(entry);
+        }
+    }
+
+    // Nor must they become pixels: rows that are missing stay blank.
+    Result<void> fillMissingData()
+    {
+        constexpr std::uint64_t kLongestGap = std::uint64_t {256} << 20;
+        auto const end = claimedDataEnd(m_source.reader());
+        if (end <= m_output.position() || end - m_output.position() > kLongestGap)
+            return {};
+        return m_output.writeAt(end - 1, Bytes(1));
+    }
+
     Result<std::uint64_t> appendDirectory(DirectoryBuilder const& directory, std::uint64_t next)
     {
         if (m_output.position() % 2)
@@ -240,10 +260,8 @@ private:
 
         DirectoryBuilder builder(m_format);
         auto const old = m_source.reader().directoryAt(m_source.directory().find(pointer));
-        if (old) {
-            for (auto const& entry : old->entries)
-                builder.keep(entry);
-        }
+        if (old)
+            keepEntries(*old, builder);
         changes.applyTo(builder);
         auto const offset = TRY(appendDirectory(builder, old ? old->next : 0));
         m_directory.set(offsetsField(pointer, {offset}, m_format));

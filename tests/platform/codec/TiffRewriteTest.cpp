@@ -301,6 +301,35 @@ TEST_F(TiffRewrite, AValueInTheHeaderDoesNotTakeItAlong)
     EXPECT_EQ(codedData(out()), (std::vector<Bytes> {{1, 2, 3, 4}}));
 }
 
+// What is appended to a file that was cut off lies where the missing part would be.
+TEST_F(TiffRewrite, NewValuesDoNotTakeThePlaceOfMissingOnes)
+{
+    HandMadeImage image {.width = 4, .height = 9, .pixels = Bytes(36, 200)};
+    image.fields = {tiff::bytesField(65000, tiff::FieldType::Undefined, asBytes("a private tag")),
+        tiff::textField(65001, "whole text")};
+    auto bytes = handMade(image);
+    // The strip begins in the last four bytes of the file, the private values behind its end.
+    auto const patch = [&](std::uint16_t wanted, std::size_t value) {
+        auto const reader = tiff::DirectoryReader::open(ByteSpan(bytes)).value();
+        auto const entries = reader.directory(reader.firstDirectory()).value().entries;
+        auto const found = std::ranges::find(entries, wanted, &tiff::Entry::tag) - entries.begin();
+        auto const at = reader.firstDirectory() + 2 + 12 * static_cast<std::size_t>(found) + 8;
+        storeInteger(bytes.data() + at, static_cast<std::uint32_t>(value), ByteOrder::Little);
+    };
+    patch(65000, bytes.size() + 8);
+    patch(tag::kStripOffsets, bytes.size() - 4);
+    auto const source = open(bytes);
+    auto const before = decode(source->path()).value();
+    ASSERT_TRUE(rewritten(*source, out(), [](RewriteJob& job) {
+        job.metadata.apply({tiffChange("Artist", "A name that is longer than what is missing of the strip")});
+        job.metadataChanged = true;
+    }));
+    EXPECT_EQ(largestDifference(*before, *decode(out()).value()), 0);
+    Reader const after(out());
+    EXPECT_EQ(after.first.find(65000), nullptr);
+    EXPECT_EQ(after.text(65001), "whole text");
+}
+
 TEST_F(TiffRewrite, IsRefusedWhereThePixelsWouldChange)
 {
     auto const* const codec = codecForType("public.tiff");
