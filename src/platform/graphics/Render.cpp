@@ -3,6 +3,7 @@
 #include "platform/color/ColorConversion.h"
 #include "platform/graphics/AffineRows.h"
 #include "platform/graphics/Composite.h"
+#include "platform/graphics/DecodeExtent.h"
 #include "platform/graphics/Pipeline.h"
 #include "platform/graphics/Placement.h"
 #include "platform/graphics/Turn.h"
@@ -147,7 +148,7 @@ private:
         auto const reductionX = source.width / target.width;
         auto const reductionY = source.height / target.height;
         auto decoded = TRY(m_image.open({.scale = decodeScale(1 / reductionX, 1 / reductionY),
-            .region = regionAround(source, reductionX, reductionY)}));
+            .region = regionAround(source, reductionX, reductionY, m_image.size())}));
         auto const area = inDecodedPixels(source, decoded);
         auto rows = TRY(filterable(std::move(decoded.rows), m_image.hasAlpha()));
         if (area.width * area.height > static_cast<double>(target.pixelCount())) {
@@ -201,29 +202,6 @@ private:
         rows = TRY(filterable(std::move(rows), m_image.hasAlpha()));
         FloatRect const area = {0, 0, static_cast<double>(size.width), static_cast<double>(size.height)};
         return resample(readAhead(std::move(rows)), area, target);
-    }
-
-    // A reduction by exactly what the decoder does is too coarse for a good filter to start from.
-    static double decodeScale(double scaleX, double scaleY)
-    {
-        constexpr double kRoomForTheFilter = 1.5;
-        return std::min(1.0, kRoomForTheFilter * std::max(scaleX, scaleY));
-    }
-
-    IntRect regionAround(FloatRect const& source, double reductionX, double reductionY) const
-    {
-        auto const size = m_image.size();
-        auto const marginX = 4 * std::max(1.0, reductionX) + 4;
-        auto const marginY = 4 * std::max(1.0, reductionY) + 4;
-        auto const cut = [](double value, double low, std::int32_t high) {
-            return static_cast<std::int32_t>(
-                std::clamp(value, low, std::max(low, static_cast<double>(high))));
-        };
-        auto const left = cut(std::floor(source.x - marginX), 0, size.width - 1);
-        auto const top = cut(std::floor(source.y - marginY), 0, size.height - 1);
-        auto const right = cut(std::ceil(source.x + source.width + marginX), left + 1, size.width);
-        auto const bottom = cut(std::ceil(source.y + source.height + marginY), top + 1, size.height);
-        return {left, top, right - left, bottom - top};
     }
 
     static FloatRect inDecodedPixels(FloatRect const& source, DecodedRows const& decoded)

@@ -112,12 +112,6 @@ ImageInfo infoWithSize(Image const& image, Size size)
 
 } // namespace
 
-double decodeScale(double scaleX, double scaleY)
-{
-    constexpr double kRoomForTheFilter = 1.5;
-    return std::min(1.0, kRoomForTheFilter * std::max(scaleX, scaleY));
-}
-
 Result<RowSourcePointer> filterableRows(RowSourcePointer rows, bool hasAlpha)
 {
     auto const space = rows->layout().space.base();

@@ -4,10 +4,6 @@
 
 namespace velk::graphics {
 
-/// A decoder that is asked for less than full size delivers this much more than is drawn: a reduction by
-/// exactly what it does is too coarse for a good filter to start from.
-double decodeScale(double scaleX, double scaleY);
-
 /// Pixels that can be filtered: real colours instead of indices, and no straight alpha.
 Result<RowSourcePointer> filterableRows(RowSourcePointer rows, bool hasAlpha);
 

@@ -1,4 +1,5 @@
 #include "platform/color/ColorConversion.h"
+#include "platform/graphics/DecodeExtent.h"
 #include "platform/graphics/Pipeline.h"
 #include "platform/graphics/Render.h"
 #include "platform/graphics/Turn.h"
@@ -108,7 +109,7 @@ private:
         auto const reductionX = shown.width / target.width;
         auto const reductionY = shown.height / target.height;
         auto decoded = TRY(m_image.open({.scale = decodeScale(1 / reductionX, 1 / reductionY),
-            .region = regionAround(shown, reductionX, reductionY)}));
+            .region = regionAround(shown, reductionX, reductionY, m_image.size())}));
         auto const size = decoded.rows->size();
         auto const scaleX = size.width / decoded.area.width;
         auto const scaleY = size.height / decoded.area.height;
@@ -125,22 +126,6 @@ private:
     RowSourcePointer ahead(RowSourcePointer rows) const
     {
         return DecodedImages::isKept(m_image) ? std::move(rows) : readAhead(std::move(rows));
-    }
-
-    IntRect regionAround(FloatRect const& shown, double reductionX, double reductionY) const
-    {
-        auto const size = m_image.size();
-        auto const marginX = 4 * std::max(1.0, reductionX) + 4;
-        auto const marginY = 4 * std::max(1.0, reductionY) + 4;
-        auto const cut = [](double value, double low, std::int32_t high) {
-            return static_cast<std::int32_t>(
-                std::clamp(value, low, std::max(low, static_cast<double>(high))));
-        };
-        auto const left = cut(std::floor(shown.x - marginX), 0, size.width - 1);
-        auto const top = cut(std::floor(shown.y - marginY), 0, size.height - 1);
-        auto const right = cut(std::ceil(shown.x + shown.width + marginX), left + 1.0, size.width);
-        auto const bottom = cut(std::ceil(shown.y + shown.height + marginY), top + 1.0, size.height);
-        return {left, top, right - left, bottom - top};
     }
 
     // Gives every device pixel its colour where an image of less than a pixel touches two.
