@@ -12,6 +12,11 @@ namespace velk {
 
 namespace {
 
+// Processes that share an output, as in `xargs -P`, must not tear each other's lines: whole lines are handed
+// over before the stream's buffer is full and cuts one.
+constexpr std::size_t kLongestWait = 2048;
+
+std::size_t waitingBytes = 0;
 int firstFailure = 0;
 
 void rememberFailure()
@@ -22,6 +27,7 @@ void rememberFailure()
 
 void flushBuffer()
 {
+    waitingBytes = 0;
     if (std::fflush(stdout) != 0)
         rememberFailure();
 }
@@ -32,6 +38,9 @@ void writeOutput(std::string_view text)
 {
     if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size())
         rememberFailure();
+    waitingBytes += text.size();
+    if (waitingBytes >= kLongestWait && text.ends_with('\n'))
+        flushBuffer();
 }
 
 void writeOutputUnbuffered(ByteSpan bytes)
