@@ -1,8 +1,9 @@
-// Writes the files that the fuzzers start from: velk_make_seeds DIRECTORY makes one directory for each codec
-// that can write, named after its type identifier, and one for each other fuzzer.
+// Writes the files that the fuzzers start from: velk_make_seeds DIRECTORY makes one directory for each codec,
+// named after its type identifier, and one for each other fuzzer.
 #include "platform/codec/PropertyKeys.h"
 #include "support/TestFiles.h"
 #include "support/TestImages.h"
+#include "support/TestNegative.h"
 #include "support/TestProfiles.h"
 
 #include <fmt/format.h>
@@ -88,7 +89,7 @@ void encodeInto(SeedDirectory& seeds, std::string_view type, test::PixelBufferPo
     test::EncodeExtras const& extras)
 {
     auto const path = seeds.nextPath();
-    // Not every encoder takes every format, and modules are not built with the fuzzers.
+    // Not every encoder takes every format, and not every module may be there.
     if (!test::encode(type, pixels, path, extras))
         files::remove(path);
 }
@@ -120,6 +121,23 @@ void makeTiffs(SeedDirectory& seeds)
     }
 }
 
+void makeNegatives(SeedDirectory& seeds)
+{
+    seeds.add(test::TestNegative {}.file());
+    seeds.add(test::TestNegative {.orientation = 6, .neutral = {0.5, 1, 0.7}}.file());
+}
+
+void makeDrawings(SeedDirectory& seeds)
+{
+    for (auto const* attributes :
+        {"width='40' height='30'", "viewBox='0 0 20 10'", "width='1in' height='50%'",
+            "width='2em' height='3mm' viewBox='-5 -5 40 30' preserveAspectRatio='none'"})
+        seeds.add(fmt::format("<?xml version='1.0'?><svg xmlns='http://www.w3.org/2000/svg' {}>"
+                              "<rect x='1' y='2' width='9' height='9' rx='2' fill='red'/>"
+                              "<path d='M0 0 C5 5 9 1 12 8 Z' stroke='#00f' opacity='.5'/></svg>",
+            attributes));
+}
+
 void sortExistingImages(files::path const& top)
 {
     for (auto const& entry : files::recursive_directory_iterator(VELK_TEST_DATA)) {
@@ -143,6 +161,10 @@ void makeCodecSeeds(files::path const& top)
         if (codec->type == "public.tiff")
             makeTiffs(seeds);
     }
+    SeedDirectory negatives(top / "codec", "com.adobe.raw-image");
+    makeNegatives(negatives);
+    SeedDirectory drawings(top / "codec", "public.svg-image");
+    makeDrawings(drawings);
     sortExistingImages(top);
 }
 
