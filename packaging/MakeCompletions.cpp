@@ -3,6 +3,8 @@
 //     velk_completions bash|zsh|fish
 
 #include "cli/FunctionTable.h"
+#include "platform/codec/Codec.h"
+#include "platform/types/FileTypes.h"
 #include "properties/PropertyKeys.h"
 
 #include <fmt/format.h>
@@ -16,6 +18,8 @@
 namespace velk {
 
 namespace {
+
+constexpr char kIntents[] = "perceptual relative saturation absolute";
 
 // What may stand in a parameter's place: words, or names of files when there are none.
 std::string wordsFor(FunctionEntry const& function, std::string_view parameter)
@@ -38,7 +42,7 @@ std::string wordsFor(FunctionEntry const& function, std::string_view parameter)
         for (auto const key : keys)
             add(key);
     } else if (parameter == "intent") {
-        words = "perceptual relative saturation absolute";
+        words = kIntents;
     } else if (parameter.find('|') != std::string_view::npos) {
         words = parameter;
         for (auto& letter : words) {
@@ -47,6 +51,24 @@ std::string wordsFor(FunctionEntry const& function, std::string_view parameter)
         }
     }
     return words;
+}
+
+// Keys whose values are words, with these; they follow a function that sets a property.
+struct ValueWords {
+    std::string_view key;
+    std::string words;
+};
+
+std::vector<ValueWords> valueWords()
+{
+    std::set<std::string_view> formats;
+    for (auto const* codec : codec::codecs()) {
+        if (codec->encode)
+            formats.insert(types::fileTypeWithIdentifier(codec->type)->keyword());
+    }
+    return {{"format", fmt::format("{}", fmt::join(formats, " "))},
+        {"formatOptions", "default low normal high best lzw pacbits noChromaSubSampling"},
+        {"quality", "normal draft best"}, {"renderingIntent", kIntents}};
 }
 
 bool takesFile(std::string_view parameter)
@@ -97,7 +119,12 @@ void printBashCase(FunctionEntry const& function, std::size_t distance)
 
 void printBash()
 {
-    fmt::print("_velk() {{\n    local word=${{COMP_WORDS[COMP_CWORD]}}\n");
+    fmt::print("_velk() {{\n    local word=${{COMP_WORDS[COMP_CWORD]}}\n"
+               "    if [[ COMP_CWORD -gt 2 && ${{COMP_WORDS[COMP_CWORD-2]}} == @(-s|--setProperty) ]]; then\n"
+               "        case ${{COMP_WORDS[COMP_CWORD-1]}} in\n");
+    for (auto const& [key, words] : valueWords())
+        fmt::print("        {}) COMPREPLY=($(compgen -W '{}' -- \"$word\")); return ;;\n", key, words);
+    fmt::print("        esac\n    fi\n");
     for (std::size_t distance = 1; distance <= 2; ++distance) {
         fmt::print(
             "    (( COMP_CWORD > {} )) && case ${{COMP_WORDS[COMP_CWORD-{}]}} in\n", distance, distance);
@@ -121,6 +148,12 @@ std::string zshAction(FunctionEntry const& function, std::string_view parameter)
     auto const words = wordsFor(function, parameter);
     if (!words.empty())
         return fmt::format("({})", words);
+    if (parameter == "value") {
+        std::string cases;
+        for (auto const& [key, keyWords] : valueWords())
+            cases += fmt::format("{}) compadd {};; ", key, keyWords);
+        return fmt::format("{{case $words[CURRENT-1] in {}esac}}", cases);
+    }
     return takesFile(parameter) ? "_files" : " ";
 }
 
@@ -155,6 +188,11 @@ void printZsh()
 
 void printFish()
 {
+    fmt::print("function __velk_sets\n    set -l words (commandline -opc)\n"
+               "    test (count $words) -gt 2; and contains -- $words[-2] -s --setProperty; "
+               "and test $words[-1] = $argv[1]\nend\n");
+    for (auto const& [key, words] : valueWords())
+        fmt::print("complete -c velk -n '__velk_sets {}' -f -a '{}'\n", key, words);
     for (auto const* function : functions()) {
         fmt::print("complete -c velk -l {}", function->longName.substr(2));
         if (function->shortLetter)
