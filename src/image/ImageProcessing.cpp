@@ -13,6 +13,7 @@
 #include "platform/types/FileTypes.h"
 
 #include <algorithm>
+#include <filesystem>
 
 namespace velk {
 
@@ -168,6 +169,8 @@ public:
 private:
     bool copyInput(AtomicFile& output) const;
     bool encode(AtomicFile& output) const;
+    /// Whether a page, a drawing or a negative would be lost to a picture of it.
+    bool wouldReplaceOriginal(std::string const& path) const;
     bool cannotWrite(std::string const& temporaryPath, Error const& reason, std::string_view step) const;
 
     std::string const& m_inputPath;
@@ -237,6 +240,13 @@ bool Modification::encode(AtomicFile& output) const
     return written || cannotWrite(output.temporaryPath(), written.error(), "success");
 }
 
+bool Modification::wouldReplaceOriginal(std::string const& path) const
+{
+    std::error_code error;
+    return m_state.source->description().isInterpretation
+        && std::filesystem::equivalent(path, m_inputPath, error);
+}
+
 bool Modification::write(bool outputIsDirectory)
 {
     if (m_state.modified) {
@@ -252,6 +262,9 @@ bool Modification::write(bool outputIsDirectory)
     if (!(m_state.modified ? encode(*output) : copyInput(*output)))
         return false;
     auto const finalPath = fitSuffix(m_outputPath, m_state.outputType, outputIsDirectory);
+    if (m_state.modified && wouldReplaceOriginal(finalPath))
+        return cannotWrite(output->temporaryPath(),
+            {"a picture cannot replace what the file holds; name another file with --out"}, "success");
     if (auto const synced = output->prepareCommit(finalPath); !synced)
         return cannotWrite(output->temporaryPath(), synced.error(), "success");
     if (auto const renamed = output->commit(finalPath); !renamed) {

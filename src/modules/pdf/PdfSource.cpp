@@ -1,6 +1,8 @@
 #include "modules/pdf/PdfSource.h"
 
 #include "modules/VectorRows.h"
+#include "platform/codec/DescriptiveTags.h"
+#include "platform/codec/PropertyKeys.h"
 
 #include <fcntl.h>
 #include <poppler.h>
@@ -14,7 +16,6 @@ using namespace graphics;
 
 namespace {
 
-constexpr std::string_view kDictionary = "{PDF}";
 constexpr double kPointsPerInch = 72;
 
 struct Release {
@@ -52,17 +53,29 @@ Result<FirstPage> openFirstPage(InputFile const& file)
 }
 
 struct TextEntry {
-    char const* key;
+    char const* key; ///< in {PDF}
     char* (*get)(PopplerDocument*);
+    std::string_view tag = {}; ///< the entry of {TIFF} that means the same
 };
 constexpr TextEntry kTexts[] = {
     {"Title", poppler_document_get_title},
-    {"Author", poppler_document_get_author},
-    {"Subject", poppler_document_get_subject},
+    {"Author", poppler_document_get_author, "Artist"},
+    {"Subject", poppler_document_get_subject, "ImageDescription"},
     {"Keywords", poppler_document_get_keywords},
-    {"Creator", poppler_document_get_creator},
+    {"Creator", poppler_document_get_creator, "Software"},
     {"Producer", poppler_document_get_producer},
 };
+
+// As Exif writes dates; empty when the document has none.
+std::string creationDate(PopplerDocument* document)
+{
+    auto* const date = poppler_document_get_creation_date_time(document);
+    if (!date)
+        return {};
+    Owned<char> const text(g_date_time_format(date, "%Y:%m:%d %H:%M:%S"));
+    g_date_time_unref(date);
+    return text ? std::string(text.get()) : std::string();
+}
 
 class PdfSource final : public ImageSource {
 public:
@@ -81,6 +94,7 @@ public:
         description.info.layout = {
             TRY(vectorSize(m_width, m_height, kPointsPerInch)), {}, ColorSpace::device(ColorModel::RGB)};
         description.resolution = Resolution {kVectorResolution, kVectorResolution};
+        description.isInterpretation = true;
         description.imageCount = poppler_document_get_n_pages(first.document.get());
         if (Owned<char> const packet(poppler_document_get_metadata(first.document.get())); packet)
             description.metadata.setXmp(packet.get());
@@ -88,10 +102,17 @@ public:
         set(properties, "PageCount", description.imageCount);
         set(properties, "PageWidth", m_width);
         set(properties, "PageHeight", m_height);
-        for (auto const& [key, get] : kTexts) {
-            if (Owned<char> const text(get(first.document.get())); text && *text)
-                set(properties, key, std::string(text.get()));
+        DescriptiveTags tags;
+        for (auto const& [key, get, tag] : kTexts) {
+            Owned<char> const text(get(first.document.get()));
+            if (!text || !*text)
+                continue;
+            set(properties, key, std::string(text.get()));
+            if (!tag.empty())
+                tags.add(key::kTiff, tag, text.get());
         }
+        tags.add(key::kTiff, "DateTime", creationDate(first.document.get()));
+        tags.addTo(description.metadata);
         return {};
     }
 

@@ -37,6 +37,7 @@ public:
     {
         auto decoder = TRY(RawDecoder::open(file()));
         auto& description = editDescription();
+        description.isInterpretation = true;
         description.metadata = metadataOf(file(), decoder.data());
         auto& properties = subDictionary(description.formatProperties, kDictionary);
         set(properties, "RawWidth", decoder.data().sizes.raw_width);

@@ -95,6 +95,7 @@ public:
         m_size = cssSize(handle.get());
         auto const size = TRY(vectorSize(m_size.width, m_size.height, kCssPixelsPerInch));
         auto& description = editDescription();
+        description.isInterpretation = true;
         description.info.layout = {
             size, {.alpha = Alpha::Premultiplied}, ColorSpace::device(ColorModel::RGB)};
         description.resolution = Resolution {kVectorResolution, kVectorResolution};
@@ -143,7 +144,7 @@ Result<std::shared_ptr<ImageSource>> open(InputFile file)
     return source;
 }
 
-constinit Codec const kCodec = {.type = kType, .carries = {}, .open = open};
+constinit Codec const kCodec = {.type = kType, .open = open};
 
 } // namespace
 

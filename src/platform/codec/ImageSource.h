@@ -25,6 +25,9 @@ struct SourceDescription {
     PropertyDictionary formatProperties;
     /// Images or frames in the file.
     int imageCount = 1;
+    /// The pixels are made from what the file holds (a page, a drawing, what a sensor saw), and cannot stand for
+    /// it.
+    bool isInterpretation = false;
 };
 
 /// An image file that was opened. Holds what describes the image; pixels are decoded when rows are asked for.
