@@ -17,7 +17,8 @@ namespace {
 constexpr std::string_view kHead = R"(# Formats
 
 Made from the program's own tables by `scripts/make-docs`. `velk --formats` says what is installed on a machine. The keyword is what
-`--setProperty format` takes.
+`--setProperty format` takes. Where single Exif tags are named, the format has places of its own for those (OpenEXR also for
+exposure time, aperture and sensitivity).
 
 | format | keyword | other suffixes | read | written | Exif | IPTC | XMP | profile | resolution | package |
 |---|---|---|---|---|---|---|---|---|---|---|
@@ -35,9 +36,11 @@ void printRow(codec::Codec const& codec)
     for (auto const extension : type.extensions.subspan(1))
         others += (others.empty() ? "" : ", ") + std::string(extension);
     auto const& carries = codec.carries;
+    auto const exif = carries.tags.empty() ? std::string(mark(carries.exif))
+                                           : fmt::format("{}", fmt::join(carries.tags, ", "));
     fmt::print("| {} | {} | {} | yes | {} | {} | {} | {} | {} | {} | {} |\n", codec.type, type.keyword(),
-        others, mark(codec.encode), mark(carries.exif), mark(carries.iptc), mark(carries.xmp),
-        mark(carries.profile), mark(carries.resolution), codec::packageOf(codec));
+        others, mark(codec.encode), exif, mark(carries.iptc), mark(carries.xmp), mark(carries.profile),
+        mark(carries.resolution), codec::packageOf(codec));
 }
 
 } // namespace

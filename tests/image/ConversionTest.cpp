@@ -1,3 +1,4 @@
+#include "platform/codec/DescriptiveTags.h"
 #include "platform/codec/ModuleCodecs.h"
 #include "platform/codec/PropertyKeys.h"
 #include "platform/color/ColorConversion.h"
@@ -25,6 +26,10 @@ EncodeExtras describedExtras(PropertyDictionary const& properties)
     TemporaryDirectory const directory;
     writeBytes(directory / "canon.jpg", described);
     metadata = codec::openImage(directory / "canon.jpg").value()->metadata();
+    metadata.apply({{"{TIFF}", "Artist", PropertyValue("Zo\xC3\xAB (painter)")},
+        {"{TIFF}", "ImageDescription", PropertyValue("Hills\\")},
+        {"{TIFF}", "Software", PropertyValue("a program")},
+        {"{TIFF}", "Copyright", PropertyValue("nobody's")}});
     metadata.setXmp("<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF "
                     "xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'><rdf:Description "
                     "xmlns:dc='http://purl.org/dc/elements/1.1/' dc:source='attic'/></rdf:RDF></x:xmpmeta>");
@@ -86,11 +91,16 @@ TEST(Conversion, EveryFormatCarriesWhatItHasRoomFor)
         EXPECT_EQ(source->type().identifier, codec->type);
         bool const hasXmp = source->metadata().xmp().find("attic") != std::string::npos;
         EXPECT_EQ(hasXmp, codec->carries.xmp) << keyword;
+        auto const after = source->properties();
+        for (auto const tag : codec->carries.tags) {
+            EXPECT_EQ(
+                codec::textIn(after, codec::key::kTiff, tag), codec::textIn(before, codec::key::kTiff, tag))
+                << keyword << ' ' << tag;
+        }
         if (isDrawn(codec->type))
             continue;
         EXPECT_GE(psnr(*rgbPixels(path), *pixels), expectedPsnr(codec->type)) << keyword;
 
-        auto const after = source->properties();
         if (codec->carries.exif) {
             auto const* exif = findDictionary(after, codec::key::kExif);
             ASSERT_TRUE(exif) << keyword;

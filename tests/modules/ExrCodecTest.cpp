@@ -1,4 +1,6 @@
 #include "modules/ModuleTesting.h"
+#include "platform/codec/DescriptiveTags.h"
+#include "platform/codec/PropertyKeys.h"
 #include "platform/color/LinearLight.h"
 
 #include <cmath>
@@ -217,7 +219,7 @@ TEST(ExrCodec, DescribesColorsAndResolution)
     EXPECT_EQ(source->resolution(), (codec::Resolution {300, 300}));
 
     // Another way round, with what else the file says.
-    exr.moreAttributes = exr.moreAttributes + TestExr::attribute("owner", "string", bytesOf({'m', 'e'}));
+    exr.moreAttributes = exr.moreAttributes + TestExr::attribute("shot", "string", bytesOf({'m', 'e'}));
     TemporaryDirectory const directory;
     writeBytes(directory / "a.exr", exr.file());
     auto const original = *codec::openImage(directory / "a.exr");
@@ -228,8 +230,33 @@ TEST(ExrCodec, DescribesColorsAndResolution)
     EXPECT_TRUE(color::chromaticitiesOf(again->image().space())->isLike(color::kDisplayP3));
     EXPECT_EQ(again->resolution(), (codec::Resolution {300, 300}));
     auto const* dictionary = findDictionary(again->description().formatProperties, "{OpenEXR}");
-    ASSERT_TRUE(dictionary && find(*dictionary, "owner"));
-    EXPECT_EQ(*find(*dictionary, "owner")->asString(), "me");
+    ASSERT_TRUE(dictionary && find(*dictionary, "shot"));
+    EXPECT_EQ(*find(*dictionary, "shot")->asString(), "me");
+}
+
+TEST(ExrCodec, SaysWhatACameraSays)
+{
+    VELK_NEEDS_MODULE(kExr);
+    auto exr = small();
+    exr.moreAttributes = TestExr::attribute("aperture", "float", TestExr::floatBytes({2.8f}))
+        + TestExr::attribute("capDate", "string", bytesOf({'2', '0', '2', '6'}))
+        + TestExr::attribute("expTime", "float", TestExr::floatBytes({0.004f}))
+        + TestExr::attribute("isoSpeed", "string", bytesOf({'?'}))
+        + TestExr::attribute("owner", "string", bytesOf({'m', 'e'}));
+    TemporaryDirectory const directory;
+    writeBytes(directory / "a.exr", exr.file());
+    EXPECT_EQ(runVelk({"-s", "artist", "Somebody", "-d", "copyright", directory / "a.exr"}).status, 0);
+    auto const properties = (*codec::openImage(directory / "a.exr"))->properties();
+    auto const number = [&](std::string_view key) {
+        return codec::numberIn(properties, codec::key::kExif, key).value_or(0);
+    };
+    EXPECT_NEAR(number("FNumber"), 2.8, 1e-6);
+    EXPECT_NEAR(number("ExposureTime"), 0.004, 1e-7);
+    EXPECT_EQ(number("ISOSpeedRatings"), 0);
+    EXPECT_EQ(codec::textIn(properties, codec::key::kTiff, "DateTime"), "2026");
+    EXPECT_EQ(codec::textIn(properties, codec::key::kTiff, "Artist"), "Somebody");
+    EXPECT_EQ(codec::textIn(properties, codec::key::kTiff, "Copyright"), "");
+    EXPECT_EQ(codec::textIn(properties, "{OpenEXR}", "owner"), "");
 }
 
 TEST(ExrCodec, HoldsLightWhateverWentIn)

@@ -2,6 +2,7 @@
 
 #include "modules/exr/ExrSource.h"
 #include "modules/exr/ExrStreams.h"
+#include "modules/exr/ExrTags.h"
 #include "platform/codec/Codec.h"
 #include "platform/codec/LinearRows.h"
 #include "platform/color/LinearLight.h"
@@ -95,6 +96,7 @@ Imf::Header headerFor(EncodeJob const& job, PixelLayout const& layout, Imf::Pixe
     auto const* source = dynamic_cast<ExrSource const*>(job.source);
     if (source)
         keepAttributes(header, source->header());
+    writeTags(header, job.properties);
     chooseCompression(header, job, source);
     describeColors(header, layout.space);
     if (job.resolution) {
@@ -186,7 +188,6 @@ Result<void> encode(EncodeJob const& job, AtomicFile& output)
 
 constinit Codec const kCodec = {
     .type = kType,
-    .carries = {.resolution = true},
     .open = ExrSource::open,
     .negotiate = negotiate,
     .encode = encode,

@@ -3,6 +3,7 @@
 #include "base/Reporting.h"
 #include "modules/exr/ExrRows.h"
 #include "modules/exr/ExrStreams.h"
+#include "modules/exr/ExrTags.h"
 #include "platform/codec/StoredRows.h"
 #include "platform/color/LinearLight.h"
 
@@ -170,6 +171,7 @@ void ExrSource::describe()
     description.info.layout = {*sizeOf(m_header.displayWindow()), format, space};
     description.info.bitsPerComponent = m_channels.isHalf ? 16 : 32;
     description.resolution = resolutionIn(m_header);
+    readTags(m_header, description.metadata);
 
     auto& properties = subDictionary(description.formatProperties, kDictionary);
     auto const compression = static_cast<std::size_t>(m_header.compression());

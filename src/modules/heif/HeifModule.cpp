@@ -14,12 +14,9 @@ template <std::string_view const& type> Result<std::shared_ptr<codec::ImageSourc
     return codec::heif::Source::open(type, std::move(file));
 }
 
-constexpr codec::Carries kCarries = {.exif = true, .xmp = true, .profile = true};
-
 constinit codec::Codec const kCodecs[] = {
     {
         .type = codec::heif::kHeicType,
-        .carries = kCarries,
         .open = open<codec::heif::kHeicType>,
         .negotiate = codec::heif::negotiateHeic,
         .encode = codec::heif::encodeHeic,
@@ -28,7 +25,6 @@ constinit codec::Codec const kCodecs[] = {
     },
     {
         .type = codec::heif::kAvifType,
-        .carries = kCarries,
         .open = open<codec::heif::kAvifType>,
         .negotiate = codec::heif::negotiateAvif,
         .encode = codec::heif::encodeAvif,
@@ -37,7 +33,6 @@ constinit codec::Codec const kCodecs[] = {
     },
     {
         .type = codec::heif::kHeifType,
-        .carries = kCarries,
         .open = open<codec::heif::kHeifType>,
     },
 };

@@ -6,7 +6,6 @@ namespace {
 
 constinit velk::codec::Codec const kCodec = {
     .type = velk::codec::jxl::kType,
-    .carries = {.exif = true, .xmp = true, .profile = true},
     .open = velk::codec::jxl::Source::open,
     .negotiate = velk::codec::jxl::negotiate,
     .encode = velk::codec::jxl::encode,

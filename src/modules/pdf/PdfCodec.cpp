@@ -9,7 +9,6 @@ namespace {
 
 constinit Codec const kCodec = {
     .type = kType,
-    .carries = {.xmp = true, .profile = true, .resolution = true},
     .open = open,
     .negotiate = negotiate,
     .encode = encode,

@@ -1,10 +1,14 @@
 #include "modules/pdf/PdfEncoder.h"
 
+#include "base/TextEncoding.h"
 #include "modules/pdf/PdfAlpha.h"
 #include "modules/pdf/PdfFile.h"
+#include "modules/pdf/PdfSource.h"
+#include "platform/codec/DescriptiveTags.h"
 #include "platform/codec/EncoderAbilities.h"
 #include "platform/codec/JpegSegments.h"
 #include "platform/codec/PngDataWriter.h"
+#include "platform/codec/PropertyKeys.h"
 #include "platform/color/IccProfile.h"
 
 #include <algorithm>
@@ -65,6 +69,49 @@ std::string number(double value)
     if (text.ends_with('.'))
         text.pop_back();
     return text;
+}
+
+// ---- The document's information (ISO 32000-1, 14.3.3).
+
+// In hexadecimal digits, UTF-16 with its mark.
+std::string textString(std::string_view text)
+{
+    std::string digits = "<FEFF";
+    for (auto const byte : utf16FromUtf8(text, ByteOrder::Big))
+        digits += fmt::format("{:02X}", byte);
+    return digits + '>';
+}
+
+// "2026:02:14 08:30:00" as "(D:20260214083000)"; empty when it is nothing of that form.
+std::string dateString(std::string exifDate)
+{
+    constexpr std::size_t kDigits = 14;
+    std::erase_if(exifDate, [](char character) { return character == ':' || character == ' '; });
+    bool const isDate = exifDate.size() == kDigits
+        && std::ranges::all_of(exifDate, [](char character) { return character >= '0' && character <= '9'; });
+    return isDate ? fmt::format("(D:{})", exifDate) : std::string();
+}
+
+std::string information(PropertyDictionary const& properties)
+{
+    struct Entry {
+        std::string_view name, dictionary, key;
+    };
+    constexpr Entry kEntries[] = {
+        {"Title", kDictionary, "Title"},
+        {"Author", key::kTiff, "Artist"},
+        {"Subject", key::kTiff, "ImageDescription"},
+        {"Keywords", kDictionary, "Keywords"},
+        {"Creator", key::kTiff, "Software"},
+    };
+    std::string entries;
+    for (auto const& [name, dictionary, key] : kEntries) {
+        if (auto const text = textIn(properties, dictionary, key); !text.empty())
+            entries += fmt::format("/{} {} ", name, textString(text));
+    }
+    if (auto const date = dateString(textIn(properties, key::kTiff, "DateTime")); !date.empty())
+        entries += fmt::format("/CreationDate {} ", date);
+    return fmt::format("<< {}/Producer (velk) >>", entries);
 }
 
 // ---- The image's dictionary.
@@ -170,9 +217,11 @@ public:
         m_catalog = m_pdf.reserve();
         m_image = m_pdf.reserve();
         TRY(writePage());
+        auto const about = m_pdf.reserve();
+        TRY(m_pdf.write(about, information(m_job.properties)));
         m_space = TRY(writeColorSpace());
         TRY(writeImage());
-        return m_pdf.finish(m_catalog);
+        return m_pdf.finish(m_catalog, about);
     }
 
 private:

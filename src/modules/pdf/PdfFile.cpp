@@ -45,7 +45,7 @@ Result<void> PdfFile::writeStream(
     return write(length, fmt::format("{}", size));
 }
 
-Result<void> PdfFile::finish(int catalog)
+Result<void> PdfFile::finish(int catalog, int information)
 {
     constexpr std::uint64_t kLargestOffset = 9'999'999'999;
     auto const table = m_output.position();
@@ -55,8 +55,8 @@ Result<void> PdfFile::finish(int catalog)
     auto text = fmt::format("xref\n0 {}\n0000000000 65535 f \n", count);
     for (auto const offset : m_offsets)
         text += fmt::format("{:010} 00000 n \n", offset);
-    text += fmt::format(
-        "trailer\n<< /Size {} /Root {} >>\nstartxref\n{}\n%%EOF\n", count, reference(catalog), table);
+    text += fmt::format("trailer\n<< /Size {} /Root {} /Info {} >>\nstartxref\n{}\n%%EOF\n", count,
+        reference(catalog), reference(information), table);
     return m_output.write(asBytes(text));
 }
 

@@ -26,8 +26,8 @@ public:
     /// A stream whose bytes `body` appends to the file; its length is written behind it. `entries` are those
     /// of the stream's dictionary.
     Result<void> writeStream(int object, std::string_view entries, std::function<Result<void>()> const& body);
-    /// Cross-reference table and trailer.
-    Result<void> finish(int catalog);
+    /// Cross-reference table and trailer; `information` is the document information dictionary.
+    Result<void> finish(int catalog, int information);
 
 private:
     Result<void> begin(int object);

@@ -5,6 +5,7 @@
 namespace velk::codec::pdf {
 
 constexpr std::string_view kType = "com.adobe.pdf";
+constexpr std::string_view kDictionary = "{PDF}";
 
 /// Opens a PDF file, of which the first page's crop box is the image: turned as the page says, on white
 /// paper.

@@ -22,6 +22,8 @@ struct Carries {
     bool xmp = false;
     bool profile = false;
     bool resolution = false;
+    /// Without room for Exif: the entries of {TIFF} that have a place of their own, by their keys.
+    std::span<std::string_view const> tags = {};
 };
 
 /// The pixels that an encoder wants to be given for an image.

@@ -146,9 +146,12 @@ void warnOfLosses(Codec const& codec, Picture const& picture, Contents const& co
     if (auto const count = picture.source->imageCount(); count > 1)
         reportWarning("{} holds {} images; {} not carried over\n", path, count,
             count == 2 ? "the second is" : fmt::format("{} of them are", count - 1));
-    auto const edited = std::ranges::find_if(
-        contents.changes, [](auto& change) { return isMetadata(change) && change.value; });
-    if (edited != contents.changes.end() && !codec.carries.exif)
+    auto const isLost = [&](PropertyChange const& change) {
+        return isMetadata(change) && change.value && !codec.carries.exif
+            && std::ranges::find(codec.carries.tags, change.key) == codec.carries.tags.end();
+    };
+    auto const edited = std::ranges::find_if(contents.changes, isLost);
+    if (edited != contents.changes.end())
         reportWarning("{} files cannot carry metadata such as {}\n",
             types::fileTypeWithIdentifier(codec.type)->keyword(), edited->key);
 }

@@ -136,13 +136,18 @@ bool isCameraRaw(ByteSpan head, InputFile const& file)
 
 constexpr Carries kEverything = {.exif = true, .xmp = true, .profile = true};
 
+constexpr std::string_view kPdfTags[] = {"Artist", "DateTime", "ImageDescription", "Software"};
+constexpr std::string_view kExrTags[] = {
+    "Artist", "Copyright", "DateTime", "ImageDescription", "Make", "Model", "Software"};
+
 constexpr ModuleFormat kFormats[] = {
     {"public.avif", "codec-heif", kEverything, isAvif, true},
     {"public.heic", "codec-heif", kEverything, isHeic, true},
     {"public.heif", "codec-heif", kEverything, isHeif, false},
     {"public.jpeg-xl", "codec-jxl", kEverything, isJpegXl, true},
-    {"com.adobe.pdf", "codec-pdf", {.xmp = true, .profile = true, .resolution = true}, isPdf, true},
-    {"com.ilm.openexr-image", "codec-exr", {.resolution = true}, isExr, true},
+    {"com.adobe.pdf", "codec-pdf", {.xmp = true, .profile = true, .resolution = true, .tags = kPdfTags},
+        isPdf, true},
+    {"com.ilm.openexr-image", "codec-exr", {.resolution = true, .tags = kExrTags}, isExr, true},
     {kSvg, "codec-svg", {}, isSvg, false},
     {kDng, "codec-raw", {.exif = true, .xmp = true}, isDng, false},
     {kCameraRaw, "codec-raw", {.exif = true, .xmp = true}, isCameraRaw, false},

@@ -19,6 +19,7 @@ std::string packageOf(Codec const& codec);
 std::string missingModuleText(Codec const& codec);
 
 /// The function that a codec module exports under this name: its codec of the type, or null when it has none.
+/// What the format carries is known here; the module does not say it again.
 using FindModuleCodec = Codec const* (*)(std::string_view typeIdentifier);
 constexpr char kFindModuleCodec[] = "velkModuleCodec";
 

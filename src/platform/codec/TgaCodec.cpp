@@ -1,4 +1,5 @@
 #include "platform/codec/Codecs.h"
+#include "platform/codec/DescriptiveTags.h"
 #include "platform/codec/EncoderAbilities.h"
 #include "platform/codec/FixedText.h"
 #include "platform/codec/PixelPacking.h"
@@ -18,6 +19,7 @@ namespace {
 
 constexpr std::string_view kType = "com.truevision.tga-image";
 constexpr std::string_view kDictionary = "{TGA}";
+constexpr std::string_view kTags[] = {"Artist", "DateTime", "ImageDescription", "Software"};
 
 // TGA has no signature at its start. A file that is not called .tga and has no footer either is only taken
 // for one when all that can be checked is right.
@@ -145,27 +147,28 @@ private:
 
     Result<void> describeFormat()
     {
-        auto& properties = editDescription().formatProperties;
-        auto const put = [&](std::string_view dictionary, std::string_view key, std::string const& text) {
+        auto& tga = subDictionary(editDescription().formatProperties, kDictionary);
+        auto const put = [&](std::string_view key, std::string const& text) {
             if (!text.empty())
-                set(subDictionary(properties, dictionary), key, text);
+                set(tga, key, text);
         };
-        auto& tga = subDictionary(properties, kDictionary);
         set(tga, "BitsPerPixel", m_header.bitsPerPixel);
         set(tga, "Compression", m_header.isRunLengthCoded ? "RLE" : "None");
         Bytes id(m_header.idLength);
         TRY(file().readExactlyAt(kTgaHeaderSize, id));
-        put(kDictionary, "ImageID", readFixedText(id));
+        put("ImageID", readFixedText(id));
         if (!m_extension)
             return {};
-        put(kDictionary, "JobName", m_extension->jobName);
-        put(kDictionary, "SoftwareVersion", m_extension->softwareVersion);
+        put("JobName", m_extension->jobName);
+        put("SoftwareVersion", m_extension->softwareVersion);
         if (m_extension->gamma > 0)
             set(tga, "Gamma", m_extension->gamma);
-        put(key::kTiff, "Artist", m_extension->author);
-        put(key::kTiff, "ImageDescription", m_extension->comments);
-        put(key::kTiff, "Software", m_extension->software);
-        put(key::kTiff, "DateTime", m_extension->dateTime);
+        DescriptiveTags tags;
+        tags.add(key::kTiff, "Artist", m_extension->author);
+        tags.add(key::kTiff, "ImageDescription", m_extension->comments);
+        tags.add(key::kTiff, "Software", m_extension->software);
+        tags.add(key::kTiff, "DateTime", m_extension->dateTime);
+        tags.addTo(editDescription().metadata);
         return {};
     }
 
@@ -298,13 +301,6 @@ Bytes headerOf(PixelLayout const& layout, std::string const& id)
     return bytes;
 }
 
-std::string textIn(PropertyDictionary const& properties, std::string_view dictionary, std::string_view key)
-{
-    auto const* entries = findDictionary(properties, dictionary);
-    auto const* value = entries ? find(*entries, key) : nullptr;
-    return value && value->asString() ? *value->asString() : std::string();
-}
-
 TgaExtension extensionOf(EncodeJob const& job)
 {
     auto const& properties = job.properties;
@@ -367,7 +363,7 @@ Result<void> encode(EncodeJob const& job, AtomicFile& output)
 
 constinit Codec const kTgaCodec = {
     .type = kType,
-    .carries = {},
+    .carries = {.tags = kTags},
     .matches = matches,
     .open = open,
     .negotiate = negotiate,

@@ -76,7 +76,7 @@ TEST(TgaCodec, KeepsTextsInTheExtensionArea)
     set(tga, "JobName", "job");
     set(tga, "Gamma", 2.2);
     auto const source = *openBytes(encodeToBytes(kTga, photoLike({4, 4}, {}), extras), "a.tga");
-    auto const& read = source->description().formatProperties;
+    auto const read = source->properties();
     set(tiff, "ImageDescription", "first line\n" + std::string(80, 'x') + "\n" + std::string(20, 'x'));
     EXPECT_TRUE(*findDictionary(read, codec::key::kTiff) == tiff);
     for (auto const& [key, value] : tga)
