@@ -25,8 +25,8 @@ struct SourceDescription {
     PropertyDictionary formatProperties;
     /// Images or frames in the file.
     int imageCount = 1;
-    /// The pixels are made from what the file holds (a page, a drawing, what a sensor saw), and cannot stand for
-    /// it.
+    /// The pixels are made from what the file holds (a page, a drawing, what a sensor saw), and cannot stand
+    /// for it.
     bool isInterpretation = false;
 };
 
