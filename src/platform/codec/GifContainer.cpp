@@ -282,7 +282,9 @@ Result<GifContents> readGifContents(InputFile const& file)
 
 Bytes gifXmpExtension(std::string_view packet)
 {
-    if (packet.empty())
+    packet = packet.substr(0, packet.find_last_not_of('\0') + 1);
+    // A zero, as in UTF-16, would end the block for those who do not know what it holds.
+    if (packet.empty() || packet.find('\0') != std::string_view::npos)
         return {};
     auto block = applicationHeader(kGifXmpApplication);
     append(block, packet);

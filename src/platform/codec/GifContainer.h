@@ -56,7 +56,7 @@ constexpr std::string_view kGifLoopApplication = "NETSCAPE2.0";
 
 Result<GifContents> readGifContents(InputFile const& file);
 
-/// Whole extension blocks. Empty input makes an empty block.
+/// Whole extension blocks; nothing for empty input, and for a packet with zeros in it.
 Bytes gifXmpExtension(std::string_view packet);
 Bytes gifProfileExtension(ByteSpan profile);
 Bytes gifCommentExtension(std::string_view text);

@@ -114,8 +114,8 @@ Result<void> rewriteGif(RewriteJob const& job, AtomicFile& output)
     if (job.profileChanged)
         edits.replace(isApplication(kGifProfileApplication),
             job.profile ? gifProfileExtension(*job.profile) : Bytes(), place);
-    if (job.metadataChanged)
-        edits.replace(isApplication(kGifXmpApplication), gifXmpExtension(job.metadata.xmp()), place);
+    if (auto const xmp = job.metadata.xmp(); job.metadataChanged && xmp != job.source.metadata().xmp())
+        edits.replace(isApplication(kGifXmpApplication), gifXmpExtension(xmp), place);
     edits.apply(job.changes);
     return edits.write(job.source.file(), output);
 }

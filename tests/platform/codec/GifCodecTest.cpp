@@ -335,6 +335,26 @@ TEST(GifCodec, DescribesAnimations)
     EXPECT_EQ(find(properties, kGifDelayTime)->number(), 0.25);
 }
 
+// Sub-blocks end at a zero: one inside of the packet would cut off the images behind it.
+TEST(GifCodec, KeepsTheImagesWhateverThePacketHolds)
+{
+    TemporaryDirectory const directory;
+    auto const path = directory / "a.gif";
+    writeBytes(path, animation(indexedImage({9, 9}, 5, false)));
+    std::string const packet(kXmp);
+    std::pair<std::string, std::string> const packets[] = {
+        {packet + std::string(3, '\0'), packet}, {packet + '\0' + packet, ""}, {std::string(4, '\0'), ""}};
+    for (auto const& [given, expected] : packets) {
+        ASSERT_TRUE(rewrite(path, directory / "b.gif", [&given = given](RewriteJob& job) {
+            job.metadata.setXmp(given);
+            job.metadataChanged = true;
+        }));
+        auto const source = openGif(directory / "b.gif");
+        EXPECT_EQ(source->metadata().xmp(), expected);
+        EXPECT_EQ(source->imageCount(), 3);
+    }
+}
+
 TEST(GifCodec, RewritesAroundTheImages)
 {
     TemporaryDirectory const directory;
