@@ -6,6 +6,9 @@
 #include "platform/codec/Codec.h"
 #include "platform/codec/ImageWriter.h"
 #include "platform/codec/PropertyKeys.h"
+#include "platform/types/FileTypes.h"
+
+#include <fmt/format.h>
 
 #include <vector>
 
@@ -17,9 +20,22 @@ constexpr std::int64_t kMaximumPixels = 1 << 18;
 constexpr double kPreviewScale = 0.3;
 constexpr std::int32_t kRowsAtOnce = 7;
 
-Result<std::shared_ptr<codec::ImageSource const>> open(std::string const& path)
+// The type that inputs are held to, or null.
+char const* requiredType()
 {
     static auto const* const type = std::getenv("VELK_FUZZ_TYPE");
+    return type;
+}
+
+std::string suffix()
+{
+    auto const* const type = requiredType() ? types::fileTypeWithIdentifier(requiredType()) : nullptr;
+    return type ? fmt::format(".{}", type->keyword()) : std::string();
+}
+
+Result<std::shared_ptr<codec::ImageSource const>> open(std::string const& path)
+{
+    auto const* const type = requiredType();
     if (!type)
         return codec::openImage(path);
     auto const* const codec = codec::codecForType(type);
@@ -85,7 +101,7 @@ void rewrite(codec::ImageSource const& source, bool keepsMetadata)
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size)
 {
-    auto const source = open(fuzz::scratchFile({data, size}));
+    auto const source = open(fuzz::scratchFile({data, size}, suffix()));
     if (!source)
         return 0;
     auto const& info = (*source)->description().info;

@@ -18,7 +18,6 @@ public:
         auto name = std::string("/dev/shm/velk-fuzz-XXXXXX");
         require(::mkdtemp(name.data()) != nullptr, "there is room in /dev/shm");
         m_path = name;
-        m_file = name + "/input";
     }
     ~ScratchDirectory()
     {
@@ -26,7 +25,7 @@ public:
         std::filesystem::remove_all(m_path, ignored);
     }
 
-    std::string m_path, m_file;
+    std::string m_path;
 };
 
 ScratchDirectory const& directory()
@@ -42,9 +41,9 @@ std::string const& scratchDirectory()
     return directory().m_path;
 }
 
-std::string const& scratchFile(ByteSpan content)
+std::string scratchFile(ByteSpan content, std::string_view suffix)
 {
-    auto const& path = directory().m_file;
+    auto const path = directory().m_path + "/input" + std::string(suffix);
     auto const fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     require(fd >= 0 && ::write(fd, content.data(), content.size()) == static_cast<ssize_t>(content.size()),
         "the input can be written");

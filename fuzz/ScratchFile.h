@@ -3,13 +3,14 @@
 #include "base/Bytes.h"
 
 #include <string>
+#include <string_view>
 
 namespace velk::fuzz {
 
 /// A directory in memory that goes with the process.
 std::string const& scratchDirectory();
 
-/// Writes the input where parsers that want a path can open it; the same path every time.
-std::string const& scratchFile(ByteSpan content);
+/// Writes the input where parsers that want a path can open it. A name's suffix tells some formats apart.
+std::string scratchFile(ByteSpan content, std::string_view suffix = "");
 
 } // namespace velk::fuzz
