@@ -12,6 +12,8 @@
 
 namespace velk::graphics {
 
+class Painter;
+
 /// A colour in Display P3 (as CSS Color 4 names it) with straight alpha; nominally 0 to 1, clamped when
 /// drawn.
 struct Color {
@@ -149,9 +151,8 @@ public:
     void drawImage(Image const& image, FloatRect const& part, FloatRect const& destination);
 
 private:
-    class Implementation;
-    explicit BitmapContext(std::unique_ptr<Implementation> implementation);
-    std::unique_ptr<Implementation> m_implementation;
+    explicit BitmapContext(std::unique_ptr<Painter> painter);
+    std::unique_ptr<Painter> m_painter;
 };
 
 } // namespace velk::graphics
