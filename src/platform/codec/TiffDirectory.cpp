@@ -313,8 +313,10 @@ std::optional<std::uint64_t> DirectoryReader::integer(Entry const* entry) const
     auto const range = outside(*entry);
     if (!range)
         return loadSized(entry->field.data(), entry->type, m_format.order);
+    // Of values that reach beyond the end none counts, since a rewritten file does not keep them.
     std::array<std::uint8_t, 8> first {};
-    if (!m_bytes.read(range->offset, std::span(first).first(sizeOf(entry->type))))
+    if (!m_bytes.contains(*range)
+        || !m_bytes.read(range->offset, std::span(first).first(sizeOf(entry->type))))
         return std::nullopt;
     return loadSized(first.data(), entry->type, m_format.order);
 }

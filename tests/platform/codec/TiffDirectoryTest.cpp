@@ -131,6 +131,21 @@ TEST(TiffDirectory, ChainsThatNeverEndAreLeft)
     }
 }
 
+// A rewritten file does not keep such an entry, so it must not mean anything before either.
+TEST(TiffDirectory, OfValuesBeyondTheEndNoneCounts)
+{
+    auto file = directoriesOnly(kLittle, {{shortField(tag::kSamplesPerPixel, {3, 3, 3}, kLittle.order)}});
+    auto const samples = [&] {
+        auto const reader = DirectoryReader::open(ByteSpan(file)).value();
+        auto const directory = reader.directory(reader.firstDirectory()).value();
+        return reader.integer(directory.find(tag::kSamplesPerPixel));
+    };
+    EXPECT_EQ(samples(), 3);
+    auto const directory = DirectoryReader::open(ByteSpan(file)).value().firstDirectory();
+    file[directory + 2 + 4 + 3] = 0x80; // the count
+    EXPECT_EQ(samples(), std::nullopt);
+}
+
 TEST(TiffDirectory, RefusesWhatCannotBeThere)
 {
     auto const good = directoriesOnly(kLittle, {{textField(tag::kMake, "a long enough name")}});
