@@ -296,6 +296,35 @@ TEST_P(StillFormats, SurviveDamage)
     }
 }
 
+// A damaged file may be one that is not rewritten, but never one that cannot be opened any more.
+TEST_P(StillFormats, StayReadableHoweverTheirBoxesAreDamaged)
+{
+    auto extras = withQuality(0.7f);
+    extras.metadata.setExif(exifTurned(1));
+    auto const good = encoded(GetParam(), photoLike({16, 16}, kRgba), extras);
+    auto const path = m_directory / "bad", target = m_directory / "b";
+    int changed = 0;
+    testing::internal::CaptureStderr();
+    for (std::size_t at = 0; at < std::min<std::size_t>(good.size(), 700); ++at) {
+        auto bad = good;
+        bad[at] ^= 0xF7;
+        writeBytes(path, bad);
+        auto const rewritten = rewrite(path, target, [](RewriteJob& job) {
+            job.metadata.setExif(readBytes(dataFile("canon.exif")));
+            job.metadata.setOrientation(1);
+            job.metadata.setXmp(kXmp);
+            job.metadataChanged = true;
+        });
+        if (!rewritten)
+            continue;
+        ++changed;
+        auto const source = openImage(target);
+        EXPECT_TRUE(source && (*source)->metadata().xmp() == kXmp) << at;
+    }
+    testing::internal::GetCapturedStderr();
+    EXPECT_GT(changed, 0);
+}
+
 TEST_P(StillFormats, SayThatATruncatedFileIsNotWhole)
 {
     auto const good = encoded(GetParam(), photoLike({200, 150}, kRgb), withQuality(0.9f));

@@ -49,7 +49,7 @@ bool isStructural(std::string_view name)
 void keepAttributes(Imf::Header& header, Imf::Header const& source)
 {
     for (auto attribute = source.begin(); attribute != source.end(); ++attribute) {
-        if (!isStructural(attribute.name()))
+        if (!isStructural(attribute.name()) && !isTag(attribute.name()))
             header.insert(attribute.name(), attribute.attribute());
     }
 }

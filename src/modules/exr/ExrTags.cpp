@@ -6,6 +6,7 @@
 #include <ImfFloatAttribute.h>
 #include <ImfStringAttribute.h>
 
+#include <algorithm>
 #include <cmath>
 
 namespace velk::codec::exr {
@@ -32,14 +33,6 @@ constexpr Tag kNumbers[] = {
     {"isoSpeed", key::kExif, "ISOSpeedRatings"},
 };
 
-void setOrErase(Imf::Header& header, char const* name, Imf::Attribute const* attribute)
-{
-    // An attribute of that name and another type stands in the way.
-    header.erase(name);
-    if (attribute)
-        header.insert(name, *attribute);
-}
-
 } // namespace
 
 void readTags(Imf::Header const& header, Metadata& metadata)
@@ -57,16 +50,22 @@ void readTags(Imf::Header const& header, Metadata& metadata)
     tags.addTo(metadata);
 }
 
+bool isTag(std::string_view attribute)
+{
+    auto const isNamed = [&](Tag const& tag) { return tag.attribute == attribute; };
+    return std::ranges::any_of(kTexts, isNamed) || std::ranges::any_of(kNumbers, isNamed);
+}
+
 void writeTags(Imf::Header& header, PropertyDictionary const& properties)
 {
     for (auto const& [attribute, dictionary, key] : kTexts) {
         Imf::StringAttribute const text(textIn(properties, dictionary, key));
-        setOrErase(header, attribute, text.value().empty() ? nullptr : &text);
+        if (!text.value().empty())
+            header.insert(attribute, text);
     }
     for (auto const& [attribute, dictionary, key] : kNumbers) {
-        auto const number = numberIn(properties, dictionary, key);
-        Imf::FloatAttribute const value(static_cast<float>(number.value_or(0)));
-        setOrErase(header, attribute, number ? &value : nullptr);
+        if (auto const number = numberIn(properties, dictionary, key))
+            header.insert(attribute, Imf::FloatAttribute(static_cast<float>(*number)));
     }
 }
 

@@ -25,6 +25,34 @@ std::string_view nextText(BoxFields& fields)
     return text;
 }
 
+// Whether what follows a header of full boxes is boxes to the end, so that one can be added behind them.
+bool endsWithBoxes(ByteSpan content, std::size_t header)
+{
+    if (content.size() < header)
+        return false;
+    auto const rest = content.subspan(header);
+    std::size_t taken = 0;
+    for (auto const& box : childBoxes(rest))
+        taken = static_cast<std::size_t>(box.content.data() + box.content.size() - rest.data());
+    return taken == rest.size();
+}
+
+// Item references (ISO/IEC 14496-12, 8.11.12) of which each ends with its last item.
+bool areReferencesWhole(ByteSpan content)
+{
+    BoxFields all(content);
+    auto const version = all.fullBoxHeader().version;
+    auto const idSize = version == 0 ? 2u : 4u;
+    if (version > 1 || !endsWithBoxes(content, kFullBoxHeader))
+        return false;
+    return std::ranges::all_of(childBoxes(all.rest()), [&](ChildBox const& reference) {
+        BoxFields fields(reference.content);
+        fields.number(idSize);
+        auto const count = fields.number(2);
+        return fields.isValid() && fields.rest().size() == count * idSize;
+    });
+}
+
 Bytes fullBox(FourCC type, unsigned version, ByteSpan content)
 {
     Bytes bytes;
@@ -38,22 +66,36 @@ Bytes fullBox(FourCC type, unsigned version, ByteSpan content)
 Result<Meta> Meta::parse(ByteSpan content, std::uint64_t fileSize)
 {
     Meta meta;
-    if (content.size() < kFullBoxHeader)
+    if (!endsWithBoxes(content, kFullBoxHeader))
         return fail("the file is damaged");
     meta.m_header.assign(content.begin(), content.begin() + kFullBoxHeader);
     auto const children = content.subspan(kFullBoxHeader);
-    std::size_t taken = 0;
-    for (auto const& child : childBoxes(children)) {
+    for (auto const& child : childBoxes(children))
         meta.m_children.push_back({child.type, {child.content.begin(), child.content.end()}});
-        taken = static_cast<std::size_t>(child.content.data() + child.content.size() - children.data());
-    }
     auto const primary = primaryItem(children);
-    if (taken != children.size() || !primary || !meta.find(kInformation) || !meta.find(kLocation))
+    if (!primary || !meta.canAddItems())
         return fail("the file is of an unknown structure");
     meta.m_primary = *primary;
     TRY(meta.parseLocations());
     meta.m_sizes.offset = fileSize <= kLargestShortFile ? 4 : 8;
     return meta;
+}
+
+// Whether the boxes that name items are there, of versions that are known, and hold just what they should.
+bool Meta::canAddItems() const
+{
+    auto const* information = find(kInformation);
+    if (BoxFields(m_header).fullBoxHeader().version != 0 || !information || !find(kLocation))
+        return false;
+    BoxFields fields(information->content);
+    auto const version = fields.fullBoxHeader().version;
+    auto const countSize = version == 0 ? 2u : 4u;
+    auto const count = fields.number(countSize);
+    if (version > 1 || !endsWithBoxes(information->content, kFullBoxHeader + countSize)
+        || count != items().size())
+        return false;
+    auto const* references = find(kReference);
+    return !references || areReferencesWhole(references->content);
 }
 
 Meta::Child* Meta::find(FourCC type)
@@ -120,6 +162,19 @@ ItemLocation* Meta::location(std::uint32_t item)
 {
     auto const found = std::ranges::find(m_locations, item, &ItemLocation::item);
     return found == m_locations.end() ? nullptr : &*found;
+}
+
+bool Meta::isShared(ItemLocation const& owner, Extent const& extent) const
+{
+    auto const overlaps = [&](Extent const& other) {
+        return other.offset < extent.offset ? extent.offset - other.offset < other.length
+                                            : other.offset - extent.offset < extent.length;
+    };
+    return std::ranges::any_of(m_locations, [&](ItemLocation const& location) {
+        bool const isElsewhere = &location == &owner || location.method != owner.method
+            || location.dataReference != owner.dataReference;
+        return !isElsewhere && std::ranges::any_of(location.extents, overlaps);
+    });
 }
 
 // Item information entries (ISO/IEC 14496-12, 8.11.6) of the versions that give types.

@@ -33,6 +33,8 @@ public:
     std::vector<ItemLocation>& locations() { return m_locations; }
     /// The location of an item, or null.
     ItemLocation* location(std::uint32_t item);
+    /// Whether bytes of an item that lies in the file or the item data box are also those of another.
+    bool isShared(ItemLocation const& owner, Extent const& extent) const;
     /// The first item of this type (and content type, for "mime") that describes the primary image.
     std::optional<std::uint32_t> describingItem(FourCC type, std::string_view contentType = {}) const;
     /// Adds an item that describes the primary image; it has no extents yet. An error when there are too
@@ -58,6 +60,7 @@ private:
 
     Child* find(FourCC type);
     Child const* find(FourCC type) const;
+    bool canAddItems() const;
     Result<void> parseLocations();
     Bytes serializedLocations() const;
     std::vector<Item> items() const;

@@ -85,6 +85,8 @@ private:
         if (old.dataReference != 0 || old.method > 1)
             return fail("the metadata cannot be replaced");
         for (auto const& extent : old.extents) {
+            if (m_meta.isShared(old, extent))
+                return fail("the metadata shares its place in the file");
             if (old.method == 1)
                 m_meta.wipeItemData(extent);
             else if (isBehindMeta(extent))
