@@ -7,7 +7,7 @@
 
 namespace velk::codec::jpeg {
 
-using graphics::Turn;
+using namespace graphics;
 
 namespace {
 
@@ -156,22 +156,31 @@ private:
     std::size_t m_at = 0;
 };
 
-TurnedBlocks::TurnedBlocks(TurnSteps steps, unsigned width, unsigned height, unsigned rowsAtOnce)
+TurnedBlocks::TurnedBlocks(
+    TurnSteps steps, unsigned width, unsigned height, unsigned rowsAtOnce, BackgroundTasks& tasks)
     : m_steps(steps)
     , m_map(mapFor(steps))
     , m_width(width)
     , m_height(height)
     , m_rowsAtOnce(rowsAtOnce)
+    , m_tasks(tasks)
 {
     // A strip of columns is wide enough to make reading it worth while, and small enough for the cache.
     constexpr unsigned kStripColumns = 8;
     m_stripRows = steps.swapsAxes ? (kStripColumns + rowsAtOnce - 1) / rowsAtOnce * rowsAtOnce : rowsAtOnce;
     m_streams.resize((turnedHeight() + m_stripRows - 1) / m_stripRows);
-    m_strip.resize(std::size_t {m_stripRows} * turnedWidth() * DCTSIZE2);
-    for (unsigned row = 0; row < m_stripRows; ++row)
-        m_stripPointers.push_back(
-            reinterpret_cast<JBLOCKROW>(&m_strip[std::size_t {row} * turnedWidth() * DCTSIZE2]));
-    m_unpacked = static_cast<unsigned>(m_streams.size());
+    for (auto* const strip : {&m_current, &m_next}) {
+        strip->number = static_cast<unsigned>(m_streams.size());
+        strip->coefficients.resize(std::size_t {m_stripRows} * turnedWidth() * DCTSIZE2);
+        for (unsigned row = 0; row < m_stripRows; ++row)
+            strip->rows.push_back(reinterpret_cast<JBLOCKROW>(
+                &strip->coefficients[std::size_t {row} * turnedWidth() * DCTSIZE2]));
+    }
+}
+
+TurnedBlocks::~TurnedBlocks()
+{
+    m_tasks.finish(m_unpacking);
 }
 
 // Mirroring negates the odd frequencies along its axis.
@@ -203,28 +212,34 @@ void TurnedBlocks::append(JBLOCK const* blocks)
 
 JBLOCKARRAY TurnedBlocks::rows(unsigned firstRow)
 {
-    auto const strip = firstRow / m_stripRows;
-    assert(strip < m_streams.size() && firstRow % m_rowsAtOnce == 0);
-    if (strip != m_unpacked)
-        unpackStrip(strip);
-    return &m_stripPointers[firstRow % m_stripRows];
+    auto const number = firstRow / m_stripRows;
+    assert(number < m_streams.size() && firstRow % m_rowsAtOnce == 0);
+    if (number != m_current.number) {
+        m_tasks.finish(m_unpacking);
+        if (number != m_next.number)
+            unpack(number, m_next);
+        std::swap(m_current, m_next);
+        if (number + 1 < m_streams.size())
+            m_unpacking = m_tasks.add([this, number] { unpack(number + 1, m_next); });
+    }
+    return &m_current.rows[firstRow % m_stripRows];
 }
 
 // Packed blocks come in the source's order, so walk the strip's part of the source.
-void TurnedBlocks::unpackStrip(unsigned strip)
+void TurnedBlocks::unpack(unsigned number, Strip& strip) const
 {
-    m_unpacked = strip;
-    auto const first = strip * m_stripRows;
+    strip.number = number;
+    auto const first = number * m_stripRows;
     auto const count = std::min(m_stripRows, turnedHeight() - first);
     auto const width = m_steps.swapsAxes ? count : m_width;
     auto const height = m_steps.swapsAxes ? m_height : count;
-    Stream::Reader reader(m_streams[strip]);
+    Stream::Reader reader(m_streams[number]);
     for (unsigned j = 0; j < height; ++j) {
         auto const y = m_steps.mirrorsY ? height - 1 - j : j;
         for (unsigned i = 0; i < width; ++i) {
             auto const x = m_steps.mirrorsX ? width - 1 - i : i;
             auto const [row, column] = m_steps.swapsAxes ? std::pair(x, y) : std::pair(y, x);
-            reader.unpack(m_stripPointers[row][column], m_map);
+            reader.unpack(strip.rows[row][column], m_map);
         }
     }
 }

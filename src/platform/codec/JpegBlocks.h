@@ -2,6 +2,7 @@
 
 #include "base/Bytes.h"
 #include "platform/codec/JpegErrors.h"
+#include "platform/graphics/BackgroundTasks.h"
 #include "platform/graphics/Image.h"
 
 #include <array>
@@ -31,8 +32,13 @@ TurnSteps stepsOf(graphics::Turn turn);
 ///                            | strip 1           |
 class TurnedBlocks {
 public:
-    /// A component of `width` x `height` blocks; rows are asked for `rowsAtOnce` at a time.
-    TurnedBlocks(TurnSteps steps, unsigned width, unsigned height, unsigned rowsAtOnce);
+    /// A component of `width` x `height` blocks; rows are asked for `rowsAtOnce` at a time, and those that come
+    /// next are made ready in the background.
+    TurnedBlocks(TurnSteps steps, unsigned width, unsigned height, unsigned rowsAtOnce,
+        graphics::BackgroundTasks& tasks);
+    ~TurnedBlocks();
+    TurnedBlocks(TurnedBlocks const&) = delete;
+    TurnedBlocks& operator=(TurnedBlocks const&) = delete;
 
     /// Takes in the next source row, from top to bottom; rows beyond the last are ignored.
     void append(JBLOCK const* blocks);
@@ -60,10 +66,16 @@ private:
         std::uint64_t negated;
     };
 
+    struct Strip {
+        unsigned number = 0; ///< the number of strips before one is unpacked
+        std::vector<JCOEF> coefficients;
+        std::vector<JBLOCKROW> rows;
+    };
+
     unsigned turnedWidth() const { return m_steps.swapsAxes ? m_height : m_width; }
     unsigned turnedHeight() const { return m_steps.swapsAxes ? m_width : m_height; }
     static CoefficientMap mapFor(TurnSteps steps);
-    void unpackStrip(unsigned strip);
+    void unpack(unsigned number, Strip& strip) const;
 
     TurnSteps m_steps;
     CoefficientMap m_map;
@@ -73,9 +85,10 @@ private:
     unsigned m_appended = 0;
     std::vector<Stream> m_streams;
 
-    std::vector<JCOEF> m_strip;
-    std::vector<JBLOCKROW> m_stripPointers;
-    unsigned m_unpacked; ///< the strip that lies in `m_strip`
+    Strip m_current; ///< handed out
+    Strip m_next; ///< the one behind it, mostly
+    graphics::BackgroundTasks& m_tasks;
+    graphics::BackgroundTasks::Number m_unpacking = 0; ///< of the next strip
 };
 
 } // namespace velk::codec::jpeg

@@ -19,44 +19,92 @@ namespace {
 
 // libjpeg's coefficient arrays are opaque handles that it only uses through its memory manager, whose
 // functions an application may replace. So the decompressor writes a few rows at a time into a `Component`,
-// which packs them away, and the compressor is handed turned rows from there; the whole image never lies in
-// memory unpacked.
-struct Component {
-    std::unique_ptr<TurnedBlocks> blocks;
-
-    // The rows that the decompressor is filling; none before the first.
-    unsigned rowsAtOnce = 0;
-    unsigned nextRow = 0;
-    std::vector<JCOEF> coefficients;
-    std::vector<JBLOCKROW> pointers;
-
+// which packs them away while the next are read, and the compressor is handed turned rows from there; the whole
+// image never lies in memory unpacked.
+class Component {
+public:
     jvirt_barray_ptr handle() { return reinterpret_cast<jvirt_barray_ptr>(this); }
     static Component& of(jvirt_barray_ptr handle) { return *reinterpret_cast<Component*>(handle); }
 
-    void allocateRows(unsigned width, unsigned rows)
+    Component() = default;
+    ~Component()
     {
-        rowsAtOnce = rows;
-        coefficients.resize(std::size_t {width} * rows * DCTSIZE2);
-        for (unsigned row = 0; row < rows; ++row)
-            pointers.push_back(
-                reinterpret_cast<JBLOCKROW>(&coefficients[std::size_t {row} * width * DCTSIZE2]));
+        if (m_tasks)
+            m_tasks->finish(m_packing);
+    }
+    Component(Component const&) = delete;
+    Component& operator=(Component const&) = delete;
+
+    void create(TurnSteps steps, jpeg_component_info const& info, unsigned rowsAtOnce, BackgroundTasks& tasks)
+    {
+        m_tasks = &tasks;
+        m_blocks = std::make_unique<TurnedBlocks>(
+            steps, info.width_in_blocks, info.height_in_blocks, rowsAtOnce, tasks);
+    }
+    TurnedBlocks& blocks() { return *m_blocks; }
+
+    bool hasSourceRows() const { return m_rowsAtOnce > 0; }
+    void allocateSourceRows(unsigned width, unsigned rows)
+    {
+        m_rowsAtOnce = rows;
+        for (auto* const some : {&m_filled, &m_packed}) {
+            some->coefficients.resize(std::size_t {width} * rows * DCTSIZE2);
+            for (unsigned row = 0; row < rows; ++row)
+                some->pointers.push_back(
+                    reinterpret_cast<JBLOCKROW>(&some->coefficients[std::size_t {row} * width * DCTSIZE2]));
+        }
+    }
+
+    // Cleared rows for the decompressor to fill, which packs away those before. Null when the order is not
+    // from top to bottom.
+    JBLOCKARRAY sourceRows(unsigned first)
+    {
+        if (first != m_nextRow)
+            return nullptr;
+        if (first > 0)
+            startPacking();
+        m_nextRow += m_rowsAtOnce;
+        return m_filled.pointers.data();
     }
 
     // False when memory ran out.
-    bool packRows() noexcept
-    try {
-        for (auto* const row : pointers)
-            blocks->append(row);
-        return true;
-    } catch (std::bad_alloc const&) {
-        return false;
+    bool packLastRows()
+    {
+        startPacking();
+        m_tasks->finish(m_packing);
+        return !m_isOutOfMemory;
     }
 
-    JBLOCKARRAY clearedRows()
+private:
+    struct Rows {
+        std::vector<JCOEF> coefficients;
+        std::vector<JBLOCKROW> pointers;
+    };
+
+    void startPacking()
     {
-        std::ranges::fill(coefficients, JCOEF {0});
-        return pointers.data();
+        m_tasks->finish(m_packing);
+        std::swap(m_filled, m_packed);
+        m_packing = m_tasks->add([this] { packRows(); });
     }
+
+    void packRows() noexcept
+    try {
+        for (auto* const row : m_packed.pointers)
+            m_blocks->append(row);
+        std::ranges::fill(m_packed.coefficients, JCOEF {0});
+    } catch (std::bad_alloc const&) {
+        m_isOutOfMemory = true;
+    }
+
+    std::unique_ptr<TurnedBlocks> m_blocks;
+    unsigned m_rowsAtOnce = 0;
+    unsigned m_nextRow = 0;
+    Rows m_filled; ///< by the decompressor
+    Rows m_packed; ///< in the background
+    bool m_isOutOfMemory = false; ///< known when the packing is done
+    BackgroundTasks* m_tasks = nullptr;
+    BackgroundTasks::Number m_packing = 0;
 };
 
 // Making Huffman codes for an image takes longer than everything else; see the encoder.
@@ -68,10 +116,10 @@ using Components = std::array<Component, MAX_COMPS_IN_SCAN>;
 jvirt_barray_ptr requestRows(j_common_ptr common, int, boolean, JDIMENSION width, JDIMENSION, JDIMENSION rows)
 {
     auto& components = *static_cast<Components*>(common->client_data);
-    auto const unused = std::ranges::find(components, 0u, &Component::rowsAtOnce);
+    auto const unused = std::ranges::find(components, false, &Component::hasSourceRows);
     if (unused == components.end())
         ERREXIT(common, JERR_BAD_VIRTUAL_ACCESS);
-    unused->allocateRows(width, rows);
+    unused->allocateSourceRows(width, rows);
     return unused->handle();
 }
 
@@ -79,19 +127,16 @@ jvirt_barray_ptr requestRows(j_common_ptr common, int, boolean, JDIMENSION width
 JBLOCKARRAY nextSourceRows(
     j_common_ptr common, jvirt_barray_ptr handle, JDIMENSION first, JDIMENSION, boolean)
 {
-    auto& component = Component::of(handle);
-    if (first != component.nextRow)
+    auto* const rows = Component::of(handle).sourceRows(first);
+    if (!rows)
         ERREXIT(common, JERR_BAD_VIRTUAL_ACCESS);
-    if (first > 0 && !component.packRows())
-        ERREXIT1(common, JERR_OUT_OF_MEMORY, 0);
-    component.nextRow += component.rowsAtOnce;
-    return component.clearedRows();
+    return rows;
 }
 
 // For the compressor.
 JBLOCKARRAY turnedRows(j_common_ptr, jvirt_barray_ptr handle, JDIMENSION first, JDIMENSION, boolean)
 {
-    return Component::of(handle).blocks->rows(first);
+    return Component::of(handle).blocks().rows(first);
 }
 
 void transpose(JQUANT_TBL& table)
@@ -137,8 +182,8 @@ private:
             auto const& info = from().comp_info[i];
             auto const sampling = m_steps.swapsAxes ? info.h_samp_factor : info.v_samp_factor;
             auto const rowsAtOnce = from().num_components == 1 ? 1 : sampling;
-            m_components[static_cast<std::size_t>(i)].blocks = std::make_unique<TurnedBlocks>(
-                m_steps, info.width_in_blocks, info.height_in_blocks, static_cast<unsigned>(rowsAtOnce));
+            m_components[static_cast<std::size_t>(i)].create(
+                m_steps, info, static_cast<unsigned>(rowsAtOnce), m_tasks);
         }
     }
 
@@ -150,7 +195,7 @@ private:
         from().mem->access_virt_barray = nextSourceRows;
         TRY(attempt(m_decompressor->errors, [this] { jpeg_read_coefficients(&from()); }));
         for (int i = 0; i < from().num_components; ++i) {
-            if (!m_components[static_cast<std::size_t>(i)].packRows())
+            if (!m_components[static_cast<std::size_t>(i)].packLastRows())
                 return fail("out of memory");
         }
         return {};
@@ -170,7 +215,7 @@ private:
     Result<void> packArray(jvirt_barray_ptr array, int index)
     {
         auto* const common = reinterpret_cast<j_common_ptr>(&from());
-        auto& blocks = *m_components[static_cast<std::size_t>(index)].blocks;
+        auto& blocks = m_components[static_cast<std::size_t>(index)].blocks();
         for (JDIMENSION row = 0; row < from().comp_info[index].height_in_blocks; ++row) {
             JBLOCKARRAY rows = nullptr;
             TRY(attempt(m_decompressor->errors,
@@ -290,6 +335,7 @@ private:
     JpegSource const& m_source;
     TurnSteps m_steps;
     AtomicFile& m_output;
+    BackgroundTasks m_tasks;
     Components m_components;
     std::unique_ptr<Decompressor> m_decompressor;
     std::unique_ptr<Compressor> m_compressor;
