@@ -22,8 +22,11 @@ constexpr int kSampleBits = 6;
 constexpr int kRowShift = kWeightBits - kSampleBits;
 constexpr int kColumnShift = kWeightBits + kSampleBits;
 
-// Taps are padded to this number, so that every vector width goes evenly into them.
-constexpr std::size_t kTapStep = 8;
+// Taps are padded to a multiple of this, so that every vector width goes evenly into them.
+constexpr std::size_t tapStep(std::size_t channels)
+{
+    return channels == 1 ? 8 : 4;
+}
 
 /// What the horizontal pass reads and how.
 struct ColumnFilter {
@@ -338,7 +341,7 @@ FixedPasses::FixedPasses(
     , m_firstColumn(static_cast<std::size_t>(horizontal.firstInput()))
     , m_columns(static_cast<std::size_t>(horizontal.endInput()) - m_firstColumn)
     , m_rowTaps(roundUp(static_cast<std::size_t>(vertical.taps()), 2))
-    , m_columnTaps(roundUp(static_cast<std::size_t>(horizontal.taps()) + 1, kTapStep))
+    , m_columnTaps(roundUp(static_cast<std::size_t>(horizontal.taps()) + 1, tapStep(static_cast<std::size_t>(format.channels()))))
 {
     m_rowWeights.resize(m_rowTaps * static_cast<std::size_t>(vertical.outputs()));
     for (std::int32_t i = 0; i < vertical.outputs(); ++i)

@@ -33,7 +33,7 @@ private:
     std::size_t m_rowTaps;
     std::vector<std::int16_t> m_rowWeights;
 
-    std::size_t m_columnTaps; // a multiple of 8
+    std::size_t m_columnTaps; // a multiple of 4, or of 8 for one channel
     std::vector<std::int32_t> m_columnFirst;
     std::vector<std::int16_t> m_columnWeights;
 
