@@ -1,6 +1,7 @@
 #include "platform/color/ColorConversion.h"
 
 #include "platform/color/ProfileTransform.h"
+#include "platform/graphics/WorkCrew.h"
 
 #include <algorithm>
 #include <array>
@@ -21,6 +22,7 @@ struct Step {
 struct Plan {
     PixelFormat format;
     std::vector<Step> steps;
+    bool isCostly = false;
 
     void add(PixelFormat result, RowKernel kernel)
     {
@@ -144,8 +146,9 @@ Result<void> addColorSteps(Plan& plan, ColorSpace const& space, ConversionTarget
     result.alpha = plan.format.hasAlpha() || target.format.hasAlpha() ? Alpha::Straight : Alpha::None;
     auto links = target.through;
     links.push_back({target.space, target.intent});
-    auto kernel = TRY(profileTransform({plan.format, space}, links, result));
-    plan.add(result, std::move(kernel));
+    auto colors = TRY(profileTransform({plan.format, space}, links, result));
+    plan.add(result, std::move(colors.kernel));
+    plan.isCostly = colors.isCostly;
     return {};
 }
 
@@ -179,37 +182,57 @@ Result<Plan> makePlan(ColoredPixels const& source, ConversionTarget const& targe
 
 class ConvertedRows final : public RowSource {
 public:
-    ConvertedRows(RowSourcePointer rows, PixelLayout layout, Plan plan)
+    ConvertedRows(RowSourcePointer rows, PixelLayout layout, Plan const& plan)
         : RowSource(std::move(layout))
         , m_rows(std::move(rows))
-        , m_runner(std::move(plan))
+        , m_runners(plan.isCostly && size().pixelCount() >= kSharedPixels ? kParts : 1, PlanRunner(plan))
     {
     }
 
 private:
     // As much as stays in the processor's nearer caches.
     static constexpr std::size_t kBlockBytes = 128 * 1024;
+    // A costly block is worked on in parts, each by a runner of its own; less than so many pixels are done
+    // before threads have started.
+    static constexpr std::size_t kParts = 4;
+    static constexpr std::int64_t kSharedPixels = 1 << 15;
 
     Result<void> readRows(RowView rows) override
     {
-        if (m_runner.isEmpty())
+        if (m_runners[0].isEmpty())
             return m_rows->read(rows);
         auto const stride = m_rows->rowBytes();
         auto const blockRows =
-            static_cast<std::int32_t>(std::clamp<std::size_t>(kBlockBytes / stride, 1, 64));
-        auto const pixels = static_cast<std::size_t>(size().width);
+            static_cast<std::int32_t>(std::clamp<std::size_t>(kBlockBytes / stride, m_runners.size(), 64));
         m_block.resize(stride * static_cast<std::size_t>(std::min(blockRows, rows.count)));
         for (std::int32_t done = 0; done < rows.count;) {
             RowView const block {m_block.data(), stride, std::min(blockRows, rows.count - done)};
             TRY(m_rows->read(block));
-            for (std::int32_t i = 0; i < block.count; ++i)
-                m_runner.run(block.row(i), rows.row(done++), pixels);
+            convert(block, {rows.row(done), rows.stride, block.count});
+            done += block.count;
         }
         return {};
     }
 
+    void convert(RowView from, RowView to)
+    {
+        auto const parts = std::min(m_runners.size(), static_cast<std::size_t>(from.count));
+        auto const endOf = [&](std::size_t part) {
+            return static_cast<std::int32_t>(part * static_cast<std::size_t>(from.count) / parts);
+        };
+        auto const convertPart = [&](std::size_t part) {
+            for (auto i = endOf(part); i < endOf(part + 1); ++i)
+                m_runners[part].run(from.row(i), to.row(i), static_cast<std::size_t>(size().width));
+        };
+        if (parts > 1)
+            m_crew.run(parts, convertPart);
+        else
+            convertPart(0);
+    }
+
     RowSourcePointer m_rows;
-    PlanRunner m_runner;
+    std::vector<PlanRunner> m_runners;
+    WorkCrew m_crew;
     Bytes m_block;
 };
 
@@ -235,7 +258,7 @@ Result<RowSourcePointer> convertColors(RowSourcePointer rows, ConversionTarget c
     auto plan = TRY(makePlan({layout.format, layout.space}, target));
     layout.format = target.format;
     layout.space = target.space;
-    return std::make_unique<ConvertedRows>(std::move(rows), std::move(layout), std::move(plan));
+    return std::make_unique<ConvertedRows>(std::move(rows), std::move(layout), plan);
 }
 
 } // namespace velk::color

@@ -386,7 +386,7 @@ RowKernel withAlpha(RowKernel colors, PixelFormat from, PixelFormat to)
 
 } // namespace
 
-Result<RowKernel> profileTransform(
+Result<ColorKernel> profileTransform(
     ColoredPixels const& from, std::span<ColorLink const> links, PixelFormat to)
 {
     auto const engine = std::make_shared<Engine>();
@@ -400,7 +400,7 @@ Result<RowKernel> profileTransform(
     auto* const target = stations.back().get();
     if (links.size() == 1) {
         if (auto kernel = fastKernel(source.get(), from.format, target, to, last.intent))
-            return withAlpha(std::move(*kernel), from.format, to);
+            return ColorKernel {withAlpha(std::move(*kernel), from.format, to)};
     }
     TransformEnd const start = {source.get(), engineFormat(from.format)};
     TransformEnd const end = {target, engineFormat(to)};
@@ -414,7 +414,8 @@ Result<RowKernel> profileTransform(
             message.empty() ? "" : ": ", message);
     }
     auto shared = std::make_shared<EngineTransform const>(engine, std::move(transform));
-    return withAlpha(engineKernel(std::move(shared), from.format, to), from.format, to);
+    auto kernel = withAlpha(engineKernel(std::move(shared), from.format, to), from.format, to);
+    return ColorKernel {std::move(kernel), true};
 }
 
 bool canConvertTo(ByteSpan profile)

@@ -50,7 +50,7 @@ bool isSrgb(ColorSpace const& space)
         return false;
     auto const before = probes();
     auto after = before;
-    (*transform)(before.data(), after.data(), before.size() / kPixels.bytesPerPixel());
+    transform->kernel(before.data(), after.data(), before.size() / kPixels.bytesPerPixel());
     return std::ranges::equal(before, after, [](int a, int b) { return std::abs(a - b) <= 1; });
 }
 
