@@ -17,7 +17,9 @@ using namespace graphics;
 
 namespace {
 
-constexpr std::int32_t kLargestSide = 30000;
+// Of a PSD, beyond which it must be a PSB, and of a PSB.
+constexpr std::int32_t kLargestSide = 30000, kLargestSideOfAll = 300000;
+constexpr std::uint64_t kLargestFile = std::numeric_limits<std::uint32_t>::max();
 constexpr std::size_t kBlockBytes = 256 * 1024;
 
 // The flattened picture as it is to be written.
@@ -26,6 +28,7 @@ struct PsdPlan {
     Size size;
     int depth = 8;
     PixelFormat format;
+    bool isLarge = false; ///< a PSB, where lengths and offsets are wider
 
     std::size_t channels() const { return static_cast<std::size_t>(format.channels()); }
 
@@ -40,11 +43,29 @@ struct PsdPlan {
     bool isPacked() const { return depth != 32; }
     std::uint64_t rowBound() const { return isPacked() ? packBitsBound(rowBytes()) : rowBytes(); }
     std::uint64_t planeBound() const { return rowBound() * static_cast<std::uint64_t>(size.height); }
-    std::uint64_t tableBytes() const { return isPacked() ? 2 * static_cast<std::uint64_t>(size.height) : 0; }
+    std::uint64_t tableBytes() const
+    {
+        return isPacked() ? (isLarge ? 4 : 2) * static_cast<std::uint64_t>(size.height) : 0;
+    }
     PsdCompression compression() const
     {
         return isPacked() ? PsdCompression::PackBits : PsdCompression::None;
     }
+    // Of a row, and of everything else that is wider in a PSB.
+    void appendRowLength(Bytes& to, std::size_t length) const
+    {
+        if (isLarge)
+            appendBE32(to, static_cast<std::uint32_t>(length));
+        else
+            appendBE16(to, static_cast<std::uint16_t>(length));
+    }
+    void appendLength(Bytes& to, std::uint64_t length) const
+    {
+        if (isLarge)
+            appendBE32(to, static_cast<std::uint32_t>(length >> 32));
+        appendBE32(to, static_cast<std::uint32_t>(length));
+    }
+    std::uint64_t lengthBytes() const { return isLarge ? 8 : 4; }
 };
 
 PsdMode modeOf(ColorModel model, int depth)
@@ -88,7 +109,7 @@ public:
         else
             append(plane.pending, row);
         if (m_plan->isPacked())
-            appendBE16(plane.lengths, static_cast<std::uint16_t>(plane.pending.size() - before));
+            m_plan->appendRowLength(plane.lengths, plane.pending.size() - before);
         return plane.pending.size() >= kBlockBytes ? flush(plane) : Result<void> {};
     }
 
@@ -125,7 +146,7 @@ private:
     struct Plane {
         std::uint64_t offset = 0;
         std::uint64_t size = 0;
-        Bytes lengths; ///< two bytes a row
+        Bytes lengths; ///< of the rows
         Bytes pending;
     };
 
@@ -259,7 +280,7 @@ Result<Bytes> headOf(EncodeJob const& job, PsdPlan const& plan)
 {
     Bytes head;
     append(head, "8BPS");
-    appendBE16(head, 1);
+    appendBE16(head, plan.isLarge ? 2 : 1);
     head.resize(head.size() + 6);
     appendBE16(head, static_cast<std::uint16_t>(plan.channels()));
     appendBE32(head, static_cast<std::uint32_t>(plan.size.height));
@@ -296,7 +317,7 @@ Bytes layerRecord(PsdPlan const& plan, PlaneSpool const& spool, std::span<std::s
     for (auto const plane : planes) {
         bool const isAlpha = plane + 1 == plan.channels();
         appendBE16(record, isAlpha ? 0xFFFF : static_cast<std::uint16_t>(plane - plan.channels()));
-        appendBE32(record, static_cast<std::uint32_t>(2 + spool.lengths(plane).size() + spool.size(plane)));
+        plan.appendLength(record, 2 + spool.lengths(plane).size() + spool.size(plane));
     }
     append(record, "8BIMnorm");
     append(record, Bytes {255, 0, 0, 0}); // opacity, clipping, flags, filler
@@ -311,7 +332,7 @@ LayerSection layerSection(PsdPlan const& plan, PlaneSpool const& spool)
 {
     LayerSection section;
     if (!plan.format.hasAlpha()) {
-        appendBE32(section.before, 0);
+        plan.appendLength(section.before, 0);
         return section;
     }
     section.planes.push_back(plan.channels() - 1);
@@ -326,17 +347,18 @@ LayerSection layerSection(PsdPlan const& plan, PlaneSpool const& spool)
     length += section.after.size();
 
     // Layers of more than eight bits lie in a block of additional information behind the empty usual place.
-    auto const info = static_cast<std::uint32_t>(length);
+    constexpr std::uint64_t kMaskLength = 4, kBlockMark = 8;
     if (plan.depth == 8) {
-        appendBE32(section.before, info + 8);
-        appendBE32(section.before, info);
-        section.after.resize(section.after.size() + 4); // no global mask
+        plan.appendLength(section.before, plan.lengthBytes() + length + kMaskLength);
+        plan.appendLength(section.before, length);
+        section.after.resize(section.after.size() + kMaskLength); // no global mask
     } else {
-        appendBE32(section.before, info + 20);
-        appendBE32(section.before, 0);
+        plan.appendLength(
+            section.before, plan.lengthBytes() + kMaskLength + kBlockMark + plan.lengthBytes() + length);
+        plan.appendLength(section.before, 0);
         appendBE32(section.before, 0);
         append(section.before, plan.depth == 16 ? "8BIMLr16" : "8BIMLr32");
-        appendBE32(section.before, info);
+        plan.appendLength(section.before, length);
     }
     append(section.before, record);
     return section;
@@ -417,31 +439,45 @@ Result<void> spoolRows(RowSource& rows, PsdPlan const& plan, PlaneSpool& spool)
     return spool.finish();
 }
 
+// With a head and all that lies around and in the layer.
+std::uint64_t largestSize(PsdPlan const& plan, ByteSpan head)
+{
+    constexpr std::uint64_t kAroundLayer = 1024;
+    auto const pictures = plan.format.hasAlpha() ? 2u : 1u;
+    return head.size() + kAroundLayer
+        + pictures * plan.channels() * (2 + plan.tableBytes() + plan.planeBound());
+}
+
+Result<void> encode(EncodeJob const& job, PsdPlan const& plan, ByteSpan head, AtomicFile& output)
+{
+    PlaneSpool spool(output, plan, largestSize(plan, head));
+    TRY(spoolRows(job.rows, plan, spool));
+    FrontWriter writer(output);
+    return writeSections(head, plan, spool, writer);
+}
+
 } // namespace
 
 Result<void> encodePsd(EncodeJob const& job, AtomicFile& output)
 {
     auto const& layout = job.rows.layout();
-    if (layout.size.width > kLargestSide || layout.size.height > kLargestSide)
-        return fail("a Photoshop file has at most {} pixels on a side", kLargestSide);
-    PsdPlan const plan {
+    auto const longest = std::max(layout.size.width, layout.size.height);
+    if (longest > kLargestSideOfAll)
+        return fail("a Photoshop file has at most {} pixels on a side", kLargestSideOfAll);
+    auto const* const source = dynamic_cast<PsdSource const*>(job.source);
+    PsdPlan plan {
         .mode = modeOf(layout.format.model, job.bitsPerComponent),
         .size = layout.size,
         .depth = job.bitsPerComponent,
         .format = layout.format,
+        .isLarge = longest > kLargestSide || (source && source->psd().isLarge),
     };
-    constexpr std::uint64_t kAroundLayer = 1024;
     auto const head = TRY(headOf(job, plan));
-    auto const pictures = plan.format.hasAlpha() ? 2 : 1;
-    auto const most =
-        head.size() + kAroundLayer + pictures * plan.channels() * (2 + plan.tableBytes() + plan.planeBound());
-    if (most > std::numeric_limits<std::uint32_t>::max())
-        return fail("the image is too large for a Photoshop file (4 GB)");
-
-    PlaneSpool spool(output, plan, most);
-    TRY(spoolRows(job.rows, plan, spool));
-    FrontWriter writer(output);
-    return writeSections(head, plan, spool, writer);
+    if (!plan.isLarge && largestSize(plan, head) > kLargestFile) {
+        plan.isLarge = true;
+        return encode(job, plan, TRY(headOf(job, plan)), output);
+    }
+    return encode(job, plan, head, output);
 }
 
 } // namespace velk::codec

@@ -326,40 +326,75 @@ TEST(PsdCodec, EncodingKeepsMetadata)
     EXPECT_EQ(source->description().resolution, extras.resolution);
 }
 
-// The lengths in the layer's record must lead from channel to channel and end where the section does.
+// The lengths in the layer's record must lead from channel to channel and end where the section does. Beyond
+// 30000 pixels the file is a PSB, with wider lengths.
 TEST(PsdCodec, WritesALayerThatOtherReadersFind)
 {
-    for (int const depth : {8, 16}) {
+    struct {
+        int depth;
+        Size size;
+    } const cases[] = {{8, {21, 13}}, {16, {21, 13}}, {8, {30001, 3}}, {16, {2, 30001}}};
+    for (auto const& [depth, size] : cases) {
         auto const type = depth == 8 ? ComponentType::UInt8 : ComponentType::UInt16;
-        auto const file = encodeToBytes(kPsd, photoLike({21, 13}, {type, ColorModel::RGB, Alpha::Straight}));
+        auto const file = encodeToBytes(kPsd, photoLike(size, {type, ColorModel::RGB, Alpha::Straight}));
+        bool const isLarge = std::max(size.width, size.height) > 30000;
+        EXPECT_EQ(loadBE16(&file[4]), isLarge ? 2 : 1);
+        auto const width = isLarge ? std::size_t {8} : 4; // of a length
+        auto const length = [&](std::size_t place) {
+            return isLarge ? loadBE64(&file[place]) : loadBE32(&file[place]);
+        };
         std::size_t at = 26 + 4;
         at += 4 + loadBE32(&file[at]);
-        auto const sectionEnd = at + 4 + loadBE32(&file[at]);
-        at += 4;
+        auto const sectionEnd = at + width + length(at);
+        at += width;
         if (depth == 16) {
-            EXPECT_EQ(asText(ByteSpan(file).subspan(at + 8, 8)), "8BIMLr16");
-            at += 16;
+            EXPECT_EQ(length(at), 0u);
+            EXPECT_EQ(asText(ByteSpan(file).subspan(at + width + 4, 8)), "8BIMLr16");
+            at += width + 4 + 8;
         }
-        auto const infoEnd = at + 4 + loadBE32(&file[at]);
-        at += 4;
+        auto const infoEnd = at + width + length(at);
+        at += width;
         EXPECT_EQ(infoEnd + (depth == 8 ? 4 : 0), sectionEnd);
         EXPECT_EQ(loadBE16(&file[at]), 0xFFFF); // one layer, and the picture has alpha
-        EXPECT_EQ(loadBE32(&file[at + 10]), 13u);
-        EXPECT_EQ(loadBE32(&file[at + 14]), 21u);
+        EXPECT_EQ(loadBE32(&file[at + 10]), static_cast<std::uint32_t>(size.height));
+        EXPECT_EQ(loadBE32(&file[at + 14]), static_cast<std::uint32_t>(size.width));
         EXPECT_EQ(loadBE16(&file[at + 18]), 4);
-        auto end = at + 20 + 4 * 6 + 12;
+        auto const height = static_cast<std::size_t>(size.height);
+        auto end = at + 20 + 4 * (2 + width) + 12;
         end += 4 + loadBE32(&file[end]);
         for (std::size_t channel = 0; channel < 4; ++channel) {
-            EXPECT_EQ(loadBE16(&file[at + 20 + channel * 6]), channel == 0 ? 0xFFFF : channel - 1);
+            auto const entry = at + 20 + channel * (2 + width);
+            EXPECT_EQ(loadBE16(&file[entry]), channel == 0 ? 0xFFFF : channel - 1);
             EXPECT_EQ(loadBE16(&file[end]), 1);
-            std::size_t length = 2 + 13 * 2;
-            for (std::size_t y = 0; y < 13; ++y)
-                length += loadBE16(&file[end + 2 + y * 2]);
-            EXPECT_EQ(loadBE32(&file[at + 22 + channel * 6]), length);
-            end += length;
+            std::size_t expected = 2 + height * width / 2;
+            for (std::size_t y = 0; y < height; ++y)
+                expected += isLarge ? loadBE32(&file[end + 2 + y * 4]) : loadBE16(&file[end + 2 + y * 2]);
+            ASSERT_EQ(length(entry + 2), expected);
+            end += expected;
         }
         EXPECT_LE(infoEnd - end, 3u);
         EXPECT_EQ(loadBE16(&file[sectionEnd]), 1);
+    }
+}
+
+TEST(PsdCodec, LargeDocumentsStaySuch)
+{
+    TestDocument const document = {.version = 2, .pixels = bytesOf({1, 2, 3, 4, 5, 6})};
+    TemporaryDirectory const directory;
+    writeBytes(directory / "in.psb", document.file());
+    auto const source = codec::openImage(directory / "in.psb").value();
+    PropertyDictionary const properties;
+    for (auto const model : {ColorModel::RGB, ColorModel::Gray}) {
+        auto const rows = rowsOf(photoLike({40, 30}, {.model = model}));
+        auto output = AtomicFile::create(directory / "out.psb").value();
+        ASSERT_TRUE(codec::codecForType(kPsd)->encode(
+            {.rows = *rows, .bitsPerComponent = 8, .properties = properties, .source = source.get()},
+            output));
+        ASSERT_TRUE(output.commit(directory / "out.psb"));
+        EXPECT_EQ(readBytes(directory / "out.psb")[5], 2);
+        EXPECT_EQ(
+            largestDifference(*photoLike({40, 30}, {.model = model}), *decode(directory / "out.psb").value()),
+            0);
     }
 }
 
