@@ -11,7 +11,6 @@
 
 namespace velk {
 
-using color::ProfileDate;
 using color::ProfileHeader;
 
 namespace {

@@ -158,7 +158,7 @@ Result<void> JpegRows::start()
 
 Result<void> JpegRows::startDecoder()
 {
-    auto const started = attempt(errors(), [this] { jpeg_start_decompress(&info()); });
+    auto started = attempt(errors(), [this] { jpeg_start_decompress(&info()); });
     // Between two scans, a file that ends or goes wrong stops libjpeg altogether.
     if (!started && jpeg_has_multiple_scans(&info()) && !errors().cause && salvageScans())
         return {};
@@ -172,7 +172,7 @@ Result<void> JpegRows::salvageScans()
     m_decompressor = TRY(Decompressor::create(m_source->file()));
     TRY(prepare(*m_decompressor, format().model, denominator));
     auto& state = info();
-    auto const read = attempt(errors(), [&] {
+    auto read = attempt(errors(), [&] {
         state.buffered_image = TRUE;
         jpeg_start_decompress(&state);
         while (jpeg_consume_input(&state) != JPEG_REACHED_EOI) { }

@@ -166,7 +166,7 @@ public:
         : ChunkRows(std::move(handle), layout, std::move(buffer))
         , m_units(std::move(units))
         , m_tileWidth(tileWidth)
-        , m_converter(std::move(converter))
+        , m_converter(converter)
     {
     }
 
@@ -252,7 +252,7 @@ Result<std::unique_ptr<RowReader>> makeYcbcrReader(DirectoryReader const& reader
     auto units = TRY(ChunkBuffer::create(decodedBytes));
     auto buffer = TRY(ChunkBuffer::create(static_cast<std::uint64_t>(rows) * layout.rowBytes));
     return std::make_unique<YcbcrRows>(std::move(handle), layout, std::move(buffer), std::move(units),
-        structure.isTiled ? structure.tileWidth : 0, std::move(converter));
+        structure.isTiled ? structure.tileWidth : 0, converter);
 }
 
 Result<std::unique_ptr<RowReader>> makeTileReader(
