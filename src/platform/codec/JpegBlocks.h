@@ -32,8 +32,8 @@ TurnSteps stepsOf(graphics::Turn turn);
 ///                            | strip 1           |
 class TurnedBlocks {
 public:
-    /// A component of `width` x `height` blocks; rows are asked for `rowsAtOnce` at a time, and those that come
-    /// next are made ready in the background.
+    /// A component of `width` x `height` blocks; rows are asked for `rowsAtOnce` at a time, and those that
+    /// come next are made ready in the background.
     TurnedBlocks(TurnSteps steps, unsigned width, unsigned height, unsigned rowsAtOnce,
         graphics::BackgroundTasks& tasks);
     ~TurnedBlocks();

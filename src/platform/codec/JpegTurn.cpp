@@ -19,8 +19,8 @@ namespace {
 
 // libjpeg's coefficient arrays are opaque handles that it only uses through its memory manager, whose
 // functions an application may replace. So the decompressor writes a few rows at a time into a `Component`,
-// which packs them away while the next are read, and the compressor is handed turned rows from there; the whole
-// image never lies in memory unpacked.
+// which packs them away while the next are read, and the compressor is handed turned rows from there; the
+// whole image never lies in memory unpacked.
 class Component {
 public:
     jvirt_barray_ptr handle() { return reinterpret_cast<jvirt_barray_ptr>(this); }

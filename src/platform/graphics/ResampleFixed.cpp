@@ -341,7 +341,8 @@ FixedPasses::FixedPasses(
     , m_firstColumn(static_cast<std::size_t>(horizontal.firstInput()))
     , m_columns(static_cast<std::size_t>(horizontal.endInput()) - m_firstColumn)
     , m_rowTaps(roundUp(static_cast<std::size_t>(vertical.taps()), 2))
-    , m_columnTaps(roundUp(static_cast<std::size_t>(horizontal.taps()) + 1, tapStep(static_cast<std::size_t>(format.channels()))))
+    , m_columnTaps(roundUp(static_cast<std::size_t>(horizontal.taps()) + 1,
+          tapStep(static_cast<std::size_t>(format.channels()))))
 {
     m_rowWeights.resize(m_rowTaps * static_cast<std::size_t>(vertical.outputs()));
     for (std::int32_t i = 0; i < vertical.outputs(); ++i)

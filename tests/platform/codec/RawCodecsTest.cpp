@@ -93,7 +93,7 @@ TEST(RawCodecs, OneSourceServesManyThreads)
 
 TEST(RawCodecs, RefuseToWriteWhatTheFormatCannotName)
 {
-    auto const wide = paint({70000, 1}, {.model = ColorModel::Gray}, [](int, int, int) { return 0; });
+    auto const wide = paint({300001, 1}, {.model = ColorModel::Gray}, [](int, int, int) { return 0; });
     TemporaryDirectory const directory;
     for (auto const type : {"com.truevision.tga-image", "com.sgi.sgi-image", "com.adobe.photoshop-image"}) {
         auto const result = encode(type, wide, directory / "out");
