@@ -13,6 +13,9 @@ using namespace std::string_view_literals;
 
 namespace {
 
+// Where the first segment stands, behind the start of image.
+constexpr std::uint64_t kFirstSegment = 2;
+
 struct Density {
     int x, y;
     double error; ///< largest relative deviation from what was asked for
@@ -54,7 +57,7 @@ Head Head::from(InputFile const& file, Header const& header, bool (*keeps)(Segme
     head.m_file = &file;
     for (auto const& segment : header.segments) {
         if (keeps(segment.kind))
-            head.m_pieces.push_back({segment.kind, Range {segment.offset, segment.size}});
+            head.m_pieces.push_back({segment.kind, Range {segment.offset, segment.size}, segment.strayBytes});
     }
     return head;
 }
@@ -66,7 +69,8 @@ void Head::replace(SegmentKind kind, Bytes segments)
         found == m_pieces.end() ? placeFor(kind) : static_cast<std::size_t>(found - m_pieces.begin());
     std::erase_if(m_pieces, [&](auto const& piece) { return piece.kind == kind; });
     if (!segments.empty())
-        m_pieces.insert(m_pieces.begin() + static_cast<std::ptrdiff_t>(place), {kind, std::move(segments)});
+        m_pieces.insert(
+            m_pieces.begin() + static_cast<std::ptrdiff_t>(place), {kind, std::move(segments), 0});
 }
 
 // Behind everything that conventionally comes first.
@@ -77,26 +81,39 @@ std::size_t Head::placeFor(SegmentKind kind) const
     return static_cast<std::size_t>(m_pieces.rend() - last);
 }
 
+void Head::beginWithMarker()
+{
+    if (m_pieces.empty())
+        return;
+    auto& [kind, content, strayBytes] = m_pieces.front();
+    auto* const range = std::get_if<Range>(&content);
+    if (!range || range->offset == kFirstSegment)
+        return;
+    range->offset += strayBytes;
+    range->size -= strayBytes;
+    strayBytes = 0;
+}
+
 Result<void> Head::adjustMultiPictureIndex(Header const& header)
 {
     auto const source = std::ranges::find(header.segments, SegmentKind::Mpf, &Segment::kind);
     auto const piece = std::ranges::find(m_pieces, SegmentKind::Mpf, &Piece::kind);
     if (source == header.segments.end() || piece == m_pieces.end())
         return {};
-    std::uint64_t total = 2, before = 2;
+    auto const range = std::get<Range>(piece->content);
+    auto total = kFirstSegment, before = kFirstSegment;
     for (auto const& other : m_pieces)
         total += other.size();
     for (auto other = m_pieces.begin(); other != piece; ++other)
         before += other->size();
-    auto const indexShift = static_cast<std::int64_t>(before) - static_cast<std::int64_t>(source->offset);
+    auto const indexShift = static_cast<std::int64_t>(before) - static_cast<std::int64_t>(range.offset);
     auto const imageShift = static_cast<std::int64_t>(total) - static_cast<std::int64_t>(header.scanOffset);
 
-    Bytes whole(source->size);
-    TRY(m_file->readExactlyAt(source->offset, whole));
+    Bytes whole(range.size);
+    TRY(m_file->readExactlyAt(range.offset, whole));
     auto index = TRY(readData(*m_file, *source));
     shiftPictures(index, indexShift, imageShift);
-    std::ranges::copy(
-        index, whole.begin() + static_cast<std::ptrdiff_t>(source->dataOffset - source->offset));
+    std::ranges::copy(index, whole.begin() + static_cast<std::ptrdiff_t>(source->dataOffset - range.offset));
     piece->content = std::move(whole);
     return {};
 }

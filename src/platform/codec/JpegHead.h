@@ -24,6 +24,10 @@ public:
     /// first of those stood, else behind what comes before them by convention.
     void replace(SegmentKind kind, Bytes segments);
 
+    /// Leaves out stray bytes that would newly come first, so that the file still begins like a JPEG: FF D8
+    /// FF.
+    void beginWithMarker();
+
     /// Makes an index of further pictures right, in a file whose pixels and what follows them are copied.
     Result<void> adjustMultiPictureIndex(Header const& header);
 
@@ -36,6 +40,7 @@ private:
     struct Piece {
         SegmentKind kind;
         std::variant<Bytes, Range> content;
+        std::uint64_t strayBytes = 0; ///< with which the range starts
 
         std::uint64_t size() const;
     };

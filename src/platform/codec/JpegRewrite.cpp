@@ -31,6 +31,7 @@ public:
         TRY(editPhotoshop());
         if (m_job.profileChanged)
             m_head.replace(SegmentKind::Icc, profileSegments(m_job.profile, m_source.path()));
+        m_head.beginWithMarker();
         return m_head.adjustMultiPictureIndex(m_source.header());
     }
 

@@ -82,6 +82,7 @@ public:
 private:
     // Segments mostly lie far from each other (previews, profiles) or are tiny.
     static constexpr std::size_t kBufferSize = 4096;
+    static constexpr std::uint64_t kMarkerSize = 2;
     static constexpr std::size_t kMaximumSegments = 20'000;
     static constexpr std::uint64_t kMaximumStrayBytes = 64 * 1024;
 
@@ -90,6 +91,7 @@ private:
     {
         Segment segment {.offset = m_reader.position()};
         segment.marker = TRY(nextMarker());
+        segment.strayBytes = m_reader.position() - kMarkerSize - segment.offset;
         if (segment.marker == marker::kStartOfScan) {
             m_header.scanOffset = segment.offset;
             return true;

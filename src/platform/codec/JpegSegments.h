@@ -51,6 +51,7 @@ struct Segment {
     /// Where it starts, with any stray and fill bytes before the marker, and the bytes from there to its end.
     std::uint64_t offset = 0;
     std::uint64_t size = 0;
+    std::uint64_t strayBytes = 0; ///< of those, the ones before the marker
     /// The payload after the signature.
     std::uint64_t dataOffset = 0;
     std::size_t dataSize = 0;

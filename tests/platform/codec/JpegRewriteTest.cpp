@@ -125,6 +125,29 @@ Bytes crowdedPhoto()
     return jpeg;
 }
 
+// A photo with `before`, an index, and the second picture that it tells of.
+Bytes twoPictures(Bytes const& before, Bytes const& second)
+{
+    auto const withIndex = [&](std::uint32_t ownSize, std::uint32_t offset) {
+        auto segments = before;
+        append(segments,
+            segment(0xE2, pictureIndex(ownSize, offset, static_cast<std::uint32_t>(second.size()))));
+        return withSegments(photo(), segments);
+    };
+    auto const size = withIndex(0, 0).size();
+    auto const indexStart = std::size_t {2} + before.size() + 4 + 4;
+    auto jpeg = withIndex(static_cast<std::uint32_t>(size), static_cast<std::uint32_t>(size - indexStart));
+    append(jpeg, second);
+    return jpeg;
+}
+
+void expectSoundIndex(Bytes const& jpeg, Bytes const& second)
+{
+    auto const index = asText(jpeg).find("MPF") + 4;
+    EXPECT_EQ(from(jpeg, index + loadBE32(&jpeg[index + 26 + 16 + 8])), second);
+    EXPECT_EQ(loadBE32(&jpeg[index + 26 + 4]), jpeg.size() - second.size());
+}
+
 } // namespace
 
 TEST(JpegRewrite, CopiesEveryByteWhenNothingChanges)
@@ -172,6 +195,25 @@ TEST(JpegRewrite, RemovesBlocks)
     for (auto const* gone : {"Exif", "ICC_PROFILE", "ns.adobe.com"})
         EXPECT_FALSE(contains(result, gone)) << gone;
     EXPECT_TRUE(contains(result, "other"));
+}
+
+// A reader knows the format by the marker that follows the first one.
+TEST(JpegRewrite, LetsNoStrayBytesComeFirst)
+{
+    auto const second = photo();
+    auto leading = segment(0xE2, "ICC_PROFILE\0\1\1AA"s);
+    append(leading, std::string_view("stray"));
+    for (auto const& jpeg : {twoPictures(leading, second), withSegments(photo(), leading)}) {
+        FileOnDisk const file(jpeg);
+        auto job = file.job();
+        job.profileChanged = true;
+        auto const result = file.rewritten(job);
+        EXPECT_EQ(result.size(), jpeg.size() - leading.size());
+        EXPECT_EQ(result[2], 0xFF);
+        EXPECT_FALSE(contains(result, "stray"));
+        if (contains(jpeg, "MPF"))
+            expectSoundIndex(result, second);
+    }
 }
 
 TEST(JpegRewrite, PutsNewBlocksWhereReadersExpectThem)
@@ -255,25 +297,13 @@ TEST(JpegRewrite, DeclinesWhatNeedsNewCompression)
 TEST(JpegRewrite, KeepsTheIndexOfFurtherPicturesRight)
 {
     auto const second = photo();
-    auto jpeg = withSegments(photo(), segment(0xE2, pictureIndex(0, 0, 0)));
-    auto const firstSize = jpeg.size();
-    auto const indexStart = std::size_t {2 + 4 + 4};
-    jpeg = withSegments(photo(),
-        segment(0xE2,
-            pictureIndex(static_cast<std::uint32_t>(firstSize),
-                static_cast<std::uint32_t>(firstSize - indexStart),
-                static_cast<std::uint32_t>(second.size()))));
-    append(jpeg, second);
+    auto jpeg = twoPictures({}, second);
     FileOnDisk const file(jpeg);
     auto job = file.job();
     job.metadata.setExif(asBytes(kExif)); // before the index
     job.profile = shareBytes(Bytes(999)); // behind it or not
     job.metadataChanged = job.profileChanged = true;
-    auto const result = file.rewritten(job);
-    auto const index = asText(result).find("MPF") + 4;
-    auto const offset = index + loadBE32(&result[index + 26 + 16 + 8]);
-    EXPECT_EQ(from(result, offset), second);
-    EXPECT_EQ(loadBE32(&result[index + 26 + 4]), result.size() - second.size());
+    expectSoundIndex(file.rewritten(job), second);
 
     // A turn leaves out what it cannot turn.
     auto turning = file.job();
