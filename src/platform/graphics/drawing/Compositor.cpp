@@ -38,8 +38,9 @@ void Clip::intersect(Shape const& shape)
 /// Colours spans as they come, under the clip.
 class Compositor::SpanPainter final : public CoverageSink {
 public:
-    SpanPainter(Compositor& compositor, Paint const& paint, BlendMode mode, Clip const& clip)
-        : m_compositor(compositor)
+    SpanPainter(Surface const& surface, RowBuffers& row, Paint const& paint, BlendMode mode, Clip const& clip)
+        : m_surface(surface)
+        , m_row(row)
         , m_paint(paint)
         , m_mode(mode)
         , m_clip(clip)
@@ -52,7 +53,7 @@ public:
     {
         auto const* const clip = m_clip.row(x, y);
         if (m_replaces && !clip)
-            m_paint.source->span(x, y, count, m_compositor.m_surface.at(x, y));
+            m_paint.source->span(x, y, count, m_surface.at(x, y));
         else
             blend(x, y, count, clip);
     }
@@ -60,7 +61,7 @@ public:
     void partial(std::int32_t x, std::int32_t y, std::int32_t count, std::uint8_t const* coverage) override
     {
         if (auto const* const clip = m_clip.row(x, y)) {
-            auto* const clipped = m_compositor.m_coverage.data();
+            auto* const clipped = m_row.coverage.data();
             std::memcpy(clipped, coverage, static_cast<std::size_t>(count));
             multiplyCoverage(clipped, clip, static_cast<std::size_t>(count));
             coverage = clipped;
@@ -68,35 +69,40 @@ public:
         blend(x, y, count, coverage);
     }
 
-    void expect(std::int32_t x, std::int32_t y) override
-    {
-        __builtin_prefetch(m_compositor.m_surface.at(x, y), 1);
-    }
+    void expect(std::int32_t x, std::int32_t y) override { __builtin_prefetch(m_surface.at(x, y), 1); }
 
 private:
     void blend(std::int32_t x, std::int32_t y, std::int32_t count, std::uint8_t const* coverage)
     {
-        auto* const target = m_compositor.m_surface.at(x, y);
+        auto* const target = m_surface.at(x, y);
         auto const length = static_cast<std::size_t>(count);
         if (!m_paint.source)
             return blendColor(m_mode, target, m_paint.color, coverage, length);
-        auto* const pixels = m_compositor.m_pixels.data();
+        auto* const pixels = m_row.pixels.data();
         m_paint.source->span(x, y, count, pixels);
         blendPixels(m_mode, target, pixels, m_paint.alpha, coverage, length);
     }
 
-    Compositor& m_compositor;
+    Surface const& m_surface;
+    RowBuffers& m_row;
     Paint const& m_paint;
     BlendMode m_mode;
     Clip const& m_clip;
     bool m_replaces;
 };
 
+// ---- Compositor
+
+Compositor::RowBuffers::RowBuffers(std::int32_t width)
+    : pixels(4 * static_cast<std::size_t>(width))
+    , coverage(static_cast<std::size_t>(width))
+{
+}
+
 Compositor::Compositor(Surface const& surface)
     : m_surface(surface)
-    , m_pixels(static_cast<std::size_t>(surface.size.width) * 4)
-    , m_composed(m_pixels.size())
-    , m_coverage(static_cast<std::size_t>(surface.size.width))
+    , m_row(surface.size.width)
+    , m_composed(m_row.pixels.size())
 {
 }
 
@@ -109,27 +115,25 @@ void Compositor::draw(Shape const& shape, Paint const& paint, BlendMode mode, Cl
     auto const area = shape.bounds(clip.bounds, {});
     if (area.isEmpty())
         return;
-    SpanPainter painter(*this, paint, mode, clip);
+    SpanPainter painter(m_surface, m_row, paint, mode, clip);
     shape.cover(area, {}, painter);
 }
 
-// A colour takes nothing but the row that it is drawn on, so that several threads can draw rows.
 void Compositor::draw(RectangleShape const& rectangle, Paint const& paint, BlendMode mode, Clip const& clip)
 {
     auto const area = rectangle.bounds(clip.bounds, {});
     auto const isLarge = std::int64_t {area.width} * area.height >= kLargeArea;
-    if (!isLarge || paint.source || clip.mask || changesOutside(mode))
+    if (!isLarge || changesOutside(mode))
         return draw(static_cast<Shape const&>(rectangle), paint, mode, clip);
-    SpanPainter painter(*this, paint, mode, clip);
-    drawInBands(rectangle, area, painter);
-}
-
-void Compositor::drawInBands(Shape const& shape, IntRect const& area, SpanPainter& painter)
-{
+    if (paint.source)
+        paint.source->prepare(area);
     auto const bands = (area.height + kBandRows - 1) / kBandRows;
     m_crew.run(static_cast<std::size_t>(bands), [&](std::size_t band) {
         auto const top = static_cast<std::int32_t>(band) * kBandRows;
-        shape.cover({area.x, area.y + top, area.width, std::min(kBandRows, area.height - top)}, {}, painter);
+        RowBuffers row(m_surface.size.width);
+        SpanPainter painter(m_surface, row, paint, mode, clip);
+        rectangle.cover(
+            {area.x, area.y + top, area.width, std::min(kBandRows, area.height - top)}, {}, painter);
     });
 }
 
@@ -150,8 +154,8 @@ void Compositor::drawEverywhere(Shape const& shape, Paint const& paint, BlendMod
         auto* const composed = m_composed.data() + 4 * static_cast<std::size_t>(covered.x - clip.bounds.x);
         auto const count = static_cast<std::size_t>(covered.width);
         if (paint.source) {
-            paint.source->span(covered.x, y, covered.width, m_pixels.data());
-            blendPixels(BlendMode::Normal, composed, m_pixels.data(), paint.alpha, mask.row(y), count);
+            paint.source->span(covered.x, y, covered.width, m_row.pixels.data());
+            blendPixels(BlendMode::Normal, composed, m_row.pixels.data(), paint.alpha, mask.row(y), count);
         } else {
             blendColor(BlendMode::Normal, composed, paint.color, mask.row(y), count);
         }

@@ -54,14 +54,19 @@ public:
     void draw(RectangleShape const& rectangle, Paint const& paint, BlendMode mode, Clip const& clip);
 
 private:
+    /// What a row is made in before it meets the surface.
+    struct RowBuffers {
+        explicit RowBuffers(std::int32_t width);
+
+        std::vector<std::uint8_t> pixels;
+        std::vector<std::uint8_t> coverage;
+    };
     class SpanPainter;
     void drawEverywhere(Shape const& shape, Paint const& paint, BlendMode mode, Clip const& clip);
-    void drawInBands(Shape const& shape, IntRect const& area, SpanPainter& painter);
 
     Surface m_surface;
-    std::vector<std::uint8_t> m_pixels; // of a row
+    RowBuffers m_row;
     std::vector<std::uint8_t> m_composed; // of a row
-    std::vector<std::uint8_t> m_coverage; // of a row
     WorkCrew m_crew; // for large areas
 };
 

@@ -138,6 +138,12 @@ public:
     {
     }
 
+    void prepare(IntRect const& area) override
+    {
+        if (m_rowsAreEqual)
+            keepRow(area.x, area.y, area.width);
+    }
+
     bool isOpaque() const override { return m_ramp.isOpaque(); }
 
     void span(std::int32_t x, std::int32_t y, std::int32_t count, std::uint8_t* pixels) override

@@ -7,10 +7,12 @@
 
 namespace velk::graphics {
 
-/// Colours the pixels of a shape, one horizontal span at a time. Used by one thread at a time.
+/// Colours the pixels of a shape, one horizontal span at a time.
 class SpanSource {
 public:
     virtual ~SpanSource() = default;
+    /// After this, several threads at a time may ask for spans that lie in `area`.
+    virtual void prepare(IntRect const& /*area*/) { }
     /// `count` pixels from device pixel (x, y) on, y downwards: premultiplied RGBA, 8 bits each.
     virtual void span(std::int32_t x, std::int32_t y, std::int32_t count, std::uint8_t* pixels) = 0;
     /// Whether all pixels everywhere are opaque.

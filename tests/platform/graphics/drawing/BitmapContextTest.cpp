@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <functional>
 #include <numbers>
 
@@ -521,6 +522,51 @@ TEST(BitmapContext, FillsTheClipWithGradients)
     context->setBlendMode(BlendMode::Copy);
     context->drawGradient(gradient);
     EXPECT_EQ(pixelAt(*context, 5, 5), (Pixel {128, 0, 0, 128}));
+}
+
+// Large areas are drawn on several threads, small ones on one.
+TEST(BitmapContext, DrawsLargeAreasLikeTheirParts)
+{
+    constexpr Size kSize {1100, 700};
+    constexpr std::int32_t kStripHeight = 140;
+    auto const gradient = [](Gradient::Kind kind, Point end) {
+        Color const veil {0.2, 0.9, 0.4, 0.3};
+        return Gradient {kind, {100, 100}, end, 20, 600, {{0, kRed}, {0.4, veil}, {1, kBlue}}};
+    };
+    auto const drawGradient = [](Gradient const& drawn) {
+        return [drawn](BitmapContext& context) { context.drawGradient(drawn); };
+    };
+    std::function<void(BitmapContext&)> const drawings[] = {
+        drawGradient(gradient(Gradient::Kind::Linear, {900, 100})),
+        drawGradient(gradient(Gradient::Kind::Linear, {100, 650})),
+        drawGradient(gradient(Gradient::Kind::Linear, {800, 600})),
+        drawGradient(gradient(Gradient::Kind::Radial, {200, 150})),
+        [](BitmapContext& context) {
+            fillAll(context, {0.7, 0.3, 0.1, 0.6});
+        },
+    };
+    for (auto const& draw : drawings) {
+        for (auto const isRound : {false, true}) {
+            auto const whole = canvas(kSize), inParts = canvas(kSize);
+            for (auto* const context : {whole.get(), inParts.get()}) {
+                context->drawGradient(gradient(Gradient::Kind::Linear, {300, 300}));
+                context->addArc(550, 350, isRound ? 500 : 5000, 0, 2 * std::numbers::pi);
+                context->clipToPath();
+            }
+            draw(*whole);
+            for (std::int32_t y = 0; y < kSize.height; y += kStripHeight) {
+                inParts->save();
+                inParts->addRect({0, double(y), double(kSize.width), kStripHeight});
+                inParts->clipToPath();
+                draw(*inParts);
+                inParts->restore();
+            }
+            auto const bytes = 4 * static_cast<std::size_t>(kSize.width);
+            for (std::int32_t y = 0; y < kSize.height; ++y)
+                ASSERT_EQ(std::memcmp(whole->row(y), inParts->row(y), bytes), 0)
+                    << "drawing " << &draw - drawings << ", row " << y;
+        }
+    }
 }
 
 TEST(BitmapContext, SnapshotsStayAsTheyWere)

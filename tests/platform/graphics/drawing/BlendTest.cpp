@@ -133,6 +133,26 @@ TEST(Blend, IsExactForWholePixels)
     }
 }
 
+// Every alpha over every byte: a colour on a whole span has a way of its own.
+TEST(Blend, IsExactForWholeSpansOfAColor)
+{
+    std::vector<std::uint8_t> target;
+    for (unsigned byte = 0; byte < 256; ++byte)
+        target.insert(target.end(), 4, static_cast<std::uint8_t>(byte));
+    onEveryTarget([&] {
+        for (unsigned alpha = 0; alpha < 256; ++alpha) {
+            PremultipliedColor const color {0, 0, 0, static_cast<std::uint8_t>(alpha)};
+            auto result = target;
+            blendColor(BlendMode::Normal, result.data(), color, nullptr, 256);
+            for (std::size_t i = 0; i < 256; ++i) {
+                auto const exact = static_cast<double>(i) * (255 - alpha) / 255;
+                ASSERT_NO_FATAL_FAILURE(
+                    expectNear({exact, exact, exact, exact + alpha}, pixelOf(result, i), kOneRounding));
+            }
+        }
+    });
+}
+
 TEST(Blend, AppliesAlphaAndCoverageToSpansOfAnyLength)
 {
     Pixels random;
