@@ -139,9 +139,10 @@ void drawPhoto(benchmark::State& state, AffineTransform const& map)
             pixels.row(y)[i] = static_cast<std::uint8_t>(i / 16 + static_cast<std::size_t>(y));
     }
     auto const shared = std::make_shared<PixelBuffer const>(std::move(pixels));
+    WorkCrew crew;
     for (auto _ : state)
         benchmark::DoNotOptimize(
-            imageSource(Image(shared), {0, 0, 4000, 3000}, map, {0, 0, kCanvas.width, kCanvas.height}));
+            imageSource(Image(shared), {0, 0, 4000, 3000}, map, {0, 0, kCanvas.width, kCanvas.height}, crew));
     reportPixels(state, shared->size().pixelCount());
 }
 
@@ -154,9 +155,10 @@ void drawAgain(benchmark::State& state, double scale)
 {
     auto const shared = std::make_shared<PixelBuffer const>(PixelBuffer::create({{800, 600}, {}}).value());
     Image const image(shared);
+    WorkCrew crew;
     for (auto _ : state)
         benchmark::DoNotOptimize(imageSource(image, {0, 0, 800, 600}, {.a = scale, .d = scale, .tx = 10.3},
-            {0, 0, kCanvas.width, kCanvas.height}));
+            {0, 0, kCanvas.width, kCanvas.height}, crew));
     reportPixels(state, static_cast<std::int64_t>(800 * 600 * scale * scale));
 }
 

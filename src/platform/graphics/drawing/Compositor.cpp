@@ -99,8 +99,9 @@ Compositor::RowBuffers::RowBuffers(std::int32_t width)
 {
 }
 
-Compositor::Compositor(Surface const& surface)
+Compositor::Compositor(Surface const& surface, WorkCrew& crew)
     : m_surface(surface)
+    , m_crew(crew)
     , m_row(surface.size.width)
     , m_composed(m_row.pixels.size())
 {

@@ -47,7 +47,8 @@ struct Paint {
 /// Joins shapes with the pixels of a surface. Keeps its row buffers from shape to shape.
 class Compositor {
 public:
-    explicit Compositor(Surface const& surface);
+    /// `crew` helps with large areas.
+    Compositor(Surface const& surface, WorkCrew& crew);
 
     void draw(Shape const& shape, Paint const& paint, BlendMode mode, Clip const& clip);
     /// The same, on several threads where there is much to do.
@@ -65,9 +66,9 @@ private:
     void drawEverywhere(Shape const& shape, Paint const& paint, BlendMode mode, Clip const& clip);
 
     Surface m_surface;
+    WorkCrew& m_crew;
     RowBuffers m_row;
     std::vector<std::uint8_t> m_composed; // of a row
-    WorkCrew m_crew; // for large areas
 };
 
 } // namespace velk::graphics

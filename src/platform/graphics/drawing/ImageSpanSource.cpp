@@ -60,10 +60,11 @@ Result<RowSourcePointer> canvasRows(RowSourcePointer rows)
 class UprightImage {
 public:
     // `x` and `y` are the device's axes.
-    UprightImage(Image const& image, ImageAxis const& x, ImageAxis const& y, bool swapsAxes)
+    UprightImage(Image const& image, ImageAxis const& x, ImageAxis const& y, bool swapsAxes, WorkCrew& crew)
         : m_image(image)
         , m_x(x)
         , m_y(y)
+        , m_crew(crew)
         , m_turn(turnOf({swapsAxes, x.isMirrored, y.isMirrored}))
     {
     }
@@ -71,8 +72,7 @@ public:
     Result<DrawnImage> draw() const
     {
         auto const isMoved = m_x.isWhole() && m_y.isWhole();
-        auto rows = isMoved ? TRY(movedRows()) : TRY(scaledRows());
-        auto pixels = TRY(PixelBuffer::collect(*turnedRows(std::move(rows), m_turn)));
+        auto pixels = isMoved ? TRY(turned(TRY(movedRows()))) : TRY(scaledPixels());
         auto isOpaque = !m_image.hasAlpha();
         if (pixels.size() != Size {m_x.count, m_y.count})
             pixels = TRY(spread(pixels));
@@ -102,10 +102,44 @@ private:
         return canvasRows(ahead(cropOrPad(std::move(decoded.rows), part, unused)));
     }
 
-    Result<RowSourcePointer> scaledRows() const
+    Result<PixelBuffer> turned(RowSourcePointer rows) const
+    {
+        return PixelBuffer::collect(*turnedRows(std::move(rows), m_turn));
+    }
+
+    // Of a large picture that lies in memory, several threads make a band each.
+    Result<PixelBuffer> scaledPixels() const
     {
         Size const target = {across().targetLength(), down().targetLength()};
         auto const shown = shownArea();
+        if (m_turn != Turn::None || target.pixelCount() < kLargeTarget || !DecodedImages::isKept(m_image))
+            return turned(TRY(scaledRows(shown, target)));
+        auto pixels = TRY(PixelBuffer::create(BitmapContext::layout(target)));
+        auto const bands = std::min(kMostBands, static_cast<std::size_t>(target.height));
+        std::vector<Result<void>> results(bands);
+        m_crew.run(bands, [&](std::size_t band) {
+            auto const firstRow = [&](std::size_t number) {
+                return static_cast<std::int32_t>(number * static_cast<std::size_t>(target.height) / bands);
+            };
+            auto const top = firstRow(band);
+            results[band] = makeBand(shown, pixels, top, firstRow(band + 1) - top);
+        });
+        for (auto const& result : results)
+            TRY(result);
+        return pixels;
+    }
+
+    Result<void> makeBand(
+        FloatRect const& shown, PixelBuffer& pixels, std::int32_t top, std::int32_t count) const
+    {
+        auto const height = shown.height / pixels.size().height;
+        FloatRect const part = {shown.x, shown.y + top * height, shown.width, count * height};
+        auto const rows = TRY(scaledRows(part, {pixels.size().width, count}));
+        return rows->read(pixels.rows(top, count));
+    }
+
+    Result<RowSourcePointer> scaledRows(FloatRect const& shown, Size target) const
+    {
         auto const reductionX = shown.width / target.width;
         auto const reductionY = shown.height / target.height;
         auto decoded = TRY(m_image.open({.scale = decodeScale(1 / reductionX, 1 / reductionY),
@@ -166,9 +200,13 @@ private:
             pixel[i] = static_cast<std::uint8_t>(std::lround(pixel[i] * coverage));
     }
 
+    static constexpr std::int64_t kLargeTarget = 128 * 1024;
+    static constexpr std::size_t kMostBands = 4; // each works out the weights of all columns
+
     Image const& m_image;
     ImageAxis const& m_x;
     ImageAxis const& m_y;
+    WorkCrew& m_crew;
     Turn m_turn;
 };
 
@@ -258,7 +296,7 @@ bool isFlat(double slope, double length)
 }
 
 Result<DrawnImage> drawUpright(
-    CutImage const& cut, AffineTransform const& map, IntRect const& visible, bool swapsAxes)
+    CutImage const& cut, AffineTransform const& map, IntRect const& visible, bool swapsAxes, WorkCrew& crew)
 {
     auto const& area = cut.area;
     VisibleAxis const columns = {visible.x, visible.width};
@@ -269,13 +307,13 @@ Result<DrawnImage> drawUpright(
                              : placeAxis(area.y, area.y + area.height, map.d, map.ty, rows);
     if (!x || !y)
         return DrawnImage {};
-    return UprightImage(cut.pixels, *x, *y, swapsAxes).draw();
+    return UprightImage(cut.pixels, *x, *y, swapsAxes, crew).draw();
 }
 
 } // namespace
 
-Result<DrawnImage> imageSource(
-    Image const& image, FloatRect const& part, AffineTransform const& partToDevice, IntRect const& visible)
+Result<DrawnImage> imageSource(Image const& image, FloatRect const& part, AffineTransform const& partToDevice,
+    IntRect const& visible, WorkCrew& crew)
 {
     if (visible.isEmpty() || !isFinite(partToDevice))
         return DrawnImage {};
@@ -292,9 +330,9 @@ Result<DrawnImage> imageSource(
         AffineTransform::translation(std::max(0.0, -part.x) - area.x, std::max(0.0, -part.y) - area.y);
     auto const map = toPart * partToDevice;
     if (isFlat(map.b, area.width) && isFlat(map.c, area.height))
-        return drawUpright(*cut, map, visible, false);
+        return drawUpright(*cut, map, visible, false, crew);
     if (isFlat(map.a, area.width) && isFlat(map.d, area.height))
-        return drawUpright(*cut, map, visible, true);
+        return drawUpright(*cut, map, visible, true, crew);
     if (cut->isWhole())
         return drawFreely(cut->pixels, map, visible);
     auto const resampled = resampledPart(cut->pixels, area);

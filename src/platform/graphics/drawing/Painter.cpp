@@ -14,12 +14,12 @@ namespace {
 constexpr double kWidestDeviation = 512;
 
 /// The image's pixels as a surface has them.
-Result<PixelBuffer> surfacePixels(Image const& image)
+Result<PixelBuffer> surfacePixels(Image const& image, WorkCrew& crew)
 {
     auto const size = image.size();
     auto buffer = TRY(PixelBuffer::create(BitmapContext::layout(size)));
     auto const drawn = TRY(imageSource(image, {0, 0, double(size.width), double(size.height)},
-        AffineTransform {}, IntRect {0, 0, size.width, size.height}));
+        AffineTransform {}, IntRect {0, 0, size.width, size.height}, crew));
     for (std::int32_t y = 0; y < size.height; ++y)
         drawn.source->span(0, y, size.width, buffer.row(y));
     return buffer;
@@ -89,7 +89,7 @@ void Painter::drawGradient(Gradient const& gradient)
 
 void Painter::fillWithPattern(Path const& path, Image const& tile, Point phase, double alpha)
 {
-    auto pixels = surfacePixels(tile);
+    auto pixels = surfacePixels(tile, m_crew);
     if (!pixels || !std::isfinite(phase.x) || !std::isfinite(phase.y))
         return;
     auto const size = pixels->size();
@@ -103,7 +103,7 @@ void Painter::fillWithPattern(Path const& path, Image const& tile, Point phase, 
 
 void Painter::drawImage(Image const& image, FloatRect const& part, AffineTransform const& partToDevice)
 {
-    auto const drawn = imageSource(image, part, partToDevice, state().clip.bounds);
+    auto const drawn = imageSource(image, part, partToDevice, state().clip.bounds, m_crew);
     if (!drawn || !drawn->source)
         return;
     auto const& bounds = drawn->bounds;

@@ -15,7 +15,7 @@ public:
     Painter(Surface const& surface, std::optional<PixelBuffer> owned)
         : m_owned(std::move(owned))
         , m_surface(surface)
-        , m_compositor(surface)
+        , m_compositor(surface, m_crew)
         , m_toDevice {.d = -1, .ty = static_cast<double>(surface.size.height)}
         , m_states(DrawingState {.clip = {{0, 0, surface.size.width, surface.size.height}, nullptr}})
     {
@@ -63,6 +63,7 @@ private:
 
     std::optional<PixelBuffer> m_owned;
     Surface m_surface;
+    WorkCrew m_crew;
     Compositor m_compositor;
     Rasterizer m_rasterizer;
     AffineTransform m_toDevice; // from base space

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/graphics/WorkCrew.h"
 #include "platform/graphics/drawing/BitmapContext.h"
 
 #include <cstdint>
@@ -39,8 +40,8 @@ struct DrawnImage {
 /// P3. `partToDevice` maps pixels counted from the part's top-left corner, y downwards, to device pixels, y
 /// downwards. Whole pixels in whole places are copied exactly; else shrinking decodes at reduced size and
 /// averages, enlarging interpolates, nothing outside of the part mixes in, and edges that fall between pixels
-/// are antialiased. No source and empty bounds when nothing is seen.
-Result<DrawnImage> imageSource(
-    Image const& image, FloatRect const& part, AffineTransform const& partToDevice, IntRect const& visible);
+/// are antialiased. `crew` helps with large ones. No source and empty bounds when nothing is seen.
+Result<DrawnImage> imageSource(Image const& image, FloatRect const& part, AffineTransform const& partToDevice,
+    IntRect const& visible, WorkCrew& crew);
 
 } // namespace velk::graphics

@@ -42,7 +42,8 @@ public:
 
     void draw(Image const& image, FloatRect const& part, AffineTransform const& map)
     {
-        auto drawn = imageSource(image, part, map, {0, 0, m_size.width, m_size.height});
+        WorkCrew crew;
+        auto drawn = imageSource(image, part, map, {0, 0, m_size.width, m_size.height}, crew);
         ASSERT_TRUE(drawn) << drawn.error().message;
         bounds = drawn->bounds;
         isOpaque = drawn->source && drawn->source->isOpaque();
@@ -365,6 +366,26 @@ TEST(ImageSource, ImagesDrawnAgainAreNotDecodedAgain)
     }
 }
 
+// What lies in memory is scaled in bands; the first drawing of a large image is scaled as it is decoded.
+TEST(ImageSource, BandsOfLargeDrawingsFitTogether)
+{
+    int opened = 0;
+    auto const pixels = largePixels();
+    auto const image = Image({pixels->layout(), 8}, std::make_shared<CountingProvider>(pixels, opened))
+                           .withColorSpace(displayP3());
+    Size const size {610, 450};
+    FloatRect const part {3.25, 7.5, 800, 600};
+    auto const map = place(size.width / part.width, size.height / part.height, 0, 0);
+    auto first = drawn(image, part, map, size);
+    for (int i = 0; i < 3; ++i) {
+        auto again = drawn(image, part, map, size);
+        for (std::int32_t y = 0; y < size.height; ++y) {
+            for (std::int32_t x = 0; x < size.width; ++x)
+                ASSERT_NEAR(again.pixel(x, y)[0], first.pixel(x, y)[0], 1) << x << ", " << y;
+        }
+    }
+}
+
 TEST(ImageSource, AKeptReductionIsNotEnoughForALargerDrawing)
 {
     int opened = 0;
@@ -424,8 +445,9 @@ TEST(ImageSource, WhatCannotBeDecodedIsAnError)
     };
     auto const pixels = numbered({8, 5});
     Image const image({pixels->layout(), 8}, std::make_shared<Failing>(pixels, read));
+    WorkCrew crew;
     for (auto const& map : {place(1, 1, 0, 0), place(2, 2, 0, 0), turned(20, 1, {}, {5, 5})})
-        EXPECT_FALSE(imageSource(image, whole(image), map, {0, 0, 40, 30}));
+        EXPECT_FALSE(imageSource(image, whole(image), map, {0, 0, 40, 30}, crew));
 }
 
 } // namespace velk::test
